@@ -20,6 +20,16 @@ void writeUnsigned(uint8_t* record, const Field& f, uint64_t value)
     std::memcpy(record + f.offset, &value, f.width);
 }
 
+void traceValue(const Field& f, uint64_t value)
+{
+    if (!f.traceFormat)
+        return;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::printf(f.traceFormat, static_cast<unsigned>(value));
+#pragma GCC diagnostic pop
+}
+
 jint missing(const Field& f)
 {
     std::fputs(f.missingMessage, stdout);
@@ -74,7 +84,11 @@ jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, 
     default:
         return kStatusOk;
     }
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    if (thrown(env))
+        return kStatusJavaThrew;
+    if (f.conv != Conv::SetText && f.conv != Conv::SetShorts && f.conv != Conv::SetIntComputed)
+        traceValue(f, readUnsigned(record, f));
+    return kStatusOk;
 }
 
 jint callGetter(JNIEnv* env, jobject obj, jmethodID mid, uint8_t* record, const Field& f)
@@ -151,6 +165,8 @@ jint callGetter(JNIEnv* env, jobject obj, jmethodID mid, uint8_t* record, const 
     default:
         break;
     }
+    if (f.conv != Conv::GetText && f.conv != Conv::GetShorts)
+        traceValue(f, readUnsigned(record, f));
     return kStatusOk;
 }
 

@@ -56,12 +56,29 @@ struct Field {
     uint32_t offset;
     uint32_t width;
     Conv conv;
-    const char* missingMessage;           // printed when GetMethodID fails
+    const char* missingMessage;              // printed when GetMethodID fails
     jint missingStatus = kStatusLookupFailed;
-    uint32_t maskOrBound = 0;             // flag mask (SetBool, GetBool) or copy bound (GetText)
+    uint32_t maskOrBound = 0;                // flag mask (SetBool, GetBool) or copy bound (GetText)
     const char* nullStringMessage = nullptr; // printed when a setter's string cannot be made
-    ComputeFn compute = nullptr;          // SetIntComputed
+    ComputeFn compute = nullptr;             // SetIntComputed
+    const char* traceFormat = nullptr;       // printed with the field's value after the call
+
+    // Modifiers for the less common entries, so tables read as one line each.
+    constexpr Field mask(uint32_t m) const { Field f = *this; f.maskOrBound = m; return f; }
+    constexpr Field bound(uint32_t b) const { Field f = *this; f.maskOrBound = b; return f; }
+    constexpr Field status(jint s) const { Field f = *this; f.missingStatus = s; return f; }
+    constexpr Field nullString(const char* m) const { Field f = *this; f.nullStringMessage = m; return f; }
+    constexpr Field computed(ComputeFn fn) const { Field f = *this; f.compute = fn; return f; }
+    constexpr Field trace(const char* format) const { Field f = *this; f.traceFormat = format; return f; }
 };
+
+// One table entry: accessor, JNI signature, record field (DVH_FIELD gives
+// offset and width), conversion, message when the accessor is missing.
+constexpr Field F(const char* name, const char* signature, uint32_t offset, uint32_t width, Conv conv,
+                  const char* missingMessage)
+{
+    return Field{name, signature, offset, width, conv, missingMessage};
+}
 
 // The JNI signature each conversion requires.
 constexpr const char* signatureOf(Conv conv)

@@ -1,0 +1,279 @@
+// Converters shared by every marshalling routine.
+#include "toolkit.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "marshal.h"
+
+using dvh::LocalRef;
+using dvh::kStatusJavaThrew;
+using dvh::kStatusLookupFailed;
+using dvh::kStatusOk;
+using dvh::methodId;
+using dvh::thrown;
+
+namespace {
+constexpr const char* kIPAddrHolderSignature = "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
+
+const char* addressSetter(int type)
+{
+    switch (type) {
+    case kAddrGateway:
+        return "setGateway";
+    case kAddrSubnetMask:
+        return "setSubnetMask";
+    case kAddrPrimaryDNS:
+        return "setPrimaryDNS";
+    case kAddrSecondaryDNS:
+        return "setSecondaryDNS";
+    case kAddrSlpDa:
+        return "setSlpDa";
+    case kAddrDestStart:
+        return "setDestStartAddr";
+    case kAddrDestEnd:
+        return "setDestEndAddr";
+    case kAddrSource:
+        return "setSourceAddr";
+    case kAddrTunnel:
+        return "setTunnelIPAddr";
+    default:
+        return "setIPAddress";
+    }
+}
+}  // namespace
+
+jint setIPAddr(JNIEnv* env, jobject jObj, const ISCSIIPADDR* addr, int type)
+{
+    LocalRef<jclass> ipClass = dvh::modelClass(env, "IPAddr");
+    if (!ipClass) {
+        std::printf("Find class call failed!\n");
+        return kStatusOk;
+    }
+    LocalRef<jobject> ipObj = dvh::newObject(env, ipClass.get());
+    if (!ipObj) {
+        std::printf("NewObject failed!\n");
+        return kStatusOk;
+    }
+    LocalRef<jshortArray> array(env, env->NewShortArray(16));
+    if (!array)
+        return kStatusJavaThrew;
+    jshort bytes[16];
+    for (int i = 0; i < 16; ++i)
+        bytes[i] = addr ? addr->IPAddress[i] : 0;
+    env->SetShortArrayRegion(array.get(), 0, 16, bytes);
+
+    jmethodID setAddress = methodId(env, ipClass.get(), "setAddress", "([S)V");
+    if (!setAddress) {
+        std::printf("GetMethodID setAddress call failed!\n");
+        return kStatusOk;
+    }
+    env->CallVoidMethod(ipObj.get(), setAddress, array.get());
+    if (thrown(env))
+        return kStatusJavaThrew;
+
+    // A null holder is reported like a holder without the setter.
+    LocalRef<jclass> holderClass = dvh::objectClass(env, jObj);
+    jmethodID setter = methodId(env, holderClass.get(), addressSetter(type), kIPAddrHolderSignature);
+    if (!setter) {
+        std::printf(type == kAddrSlpDa ? "GetMethodID setSlpDa - Obj call failed!\n"
+                                       : "GetMethodID setIPAddress - Obj call failed!\n");
+        return kStatusOk;
+    }
+    env->CallVoidMethod(jObj, setter, ipObj.get());
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+jint getIPAddr(JNIEnv* env, jobject jIPObj, ISCSIIPADDR* addr)
+{
+    if (!jIPObj) {
+        std::printf("NULL jIPObj!\n");
+        return kStatusOk;
+    }
+    LocalRef<jclass> cls = dvh::objectClass(env, jIPObj);
+    jmethodID element = methodId(env, cls.get(), "getAddressElement", "(S)S");
+    if (!element) {
+        std::printf("GetMethodID  getAddress call failed!\n");
+        return kStatusOk;
+    }
+    for (jshort i = 0; i < 16; ++i) {
+        jshort value = env->CallShortMethod(jIPObj, element, i);
+        if (thrown(env))
+            return kStatusJavaThrew;
+        addr->IPAddress[i] = static_cast<uint8_t>(value);
+    }
+    return kStatusOk;
+}
+
+void printfIPAddr(const ISCSIIPADDR* ipAddr)
+{
+    std::printf("IP Addr ");
+    for (int i = 0; i < 4; ++i)
+        std::printf("%d.", ipAddr->IPAddress[i]);
+    std::printf("\n");
+}
+
+void convertBytesToString(JNIEnv* env, const uint8_t* bytes, jstring* javaString, uint32_t length)
+{
+    std::string text(reinterpret_cast<const char*>(bytes), length);
+    *javaString = env->NewStringUTF(text.c_str());
+}
+
+void endian64(uint8_t sdmVal[8], uint64_t iVal)
+{
+    uint8_t source[8];
+    std::memcpy(source, &iVal, 8);
+    for (int i = 0; i < 8; ++i)
+        sdmVal[7 - i] = source[i];
+}
+
+namespace {
+LocalRef<jbyteArray> bigIntBytes(JNIEnv* env, uint64_t value)
+{
+    LocalRef<jbyteArray> array(env, env->NewByteArray(9));
+    if (!array)
+        return array;
+    jbyte bytes[9] = {};
+    std::memcpy(bytes + 1, &value, 8);
+    env->SetByteArrayRegion(array.get(), 0, 9, bytes);
+    return array;
+}
+}  // namespace
+
+jint assign64toBigInt(JNIEnv* env, uint64_t value, jmethodID mid, jobject jStats)
+{
+    LocalRef<jbyteArray> array = bigIntBytes(env, value);
+    if (!array)
+        return kStatusJavaThrew;
+    env->CallVoidMethod(jStats, mid, array.get());
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+jint assign64toBigIntByIndex(JNIEnv* env, const uint64_t* pValue, int index, jmethodID mid, jobject jStats)
+{
+    LocalRef<jbyteArray> array = bigIntBytes(env, pValue[index]);
+    if (!array)
+        return kStatusJavaThrew;
+    env->CallVoidMethod(jStats, mid, array.get(), static_cast<jint>(index));
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// ---------------------------------------------------------------------------
+// Typed accessor calls
+// ---------------------------------------------------------------------------
+
+namespace {
+jmethodID typedLookup(JNIEnv* env, jclass cls, const char* mName, const char* signature)
+{
+    jmethodID mid = methodId(env, cls, mName, signature);
+    if (!mid)
+        std::printf("GetMethodID %s call failed!\n", mName);
+    return mid;
+}
+jint afterCall(JNIEnv* env) { return thrown(env) ? kStatusJavaThrew : kStatusOk; }
+}  // namespace
+
+jint callBoolSetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint32_t val, uint32_t mask)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "(Z)V");
+    if (!mid)
+        return kStatusLookupFailed;
+    env->CallVoidMethod(jObj, mid, static_cast<jboolean>((val & mask) != 0));
+    return afterCall(env);
+}
+
+jint callBoolGetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint16_t* val, uint16_t mask)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "()Z");
+    if (!mid)
+        return kStatusLookupFailed;
+    jboolean on = env->CallBooleanMethod(jObj, mid);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    *val = on ? static_cast<uint16_t>(*val | mask) : static_cast<uint16_t>(*val & ~mask);
+    return kStatusOk;
+}
+
+jint callUINT8SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint8_t val)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "(B)V");
+    if (!mid)
+        return kStatusLookupFailed;
+    env->CallVoidMethod(jObj, mid, static_cast<jbyte>(val));
+    return afterCall(env);
+}
+
+jint callUINT8GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint8_t* val)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "()B");
+    if (!mid)
+        return kStatusLookupFailed;
+    jbyte value = env->CallByteMethod(jObj, mid);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    *val = static_cast<uint8_t>(value);
+    return kStatusOk;
+}
+
+jint callUINT32SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint32_t val)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "(I)V");
+    if (!mid)
+        return kStatusLookupFailed;
+    env->CallVoidMethod(jObj, mid, static_cast<jint>(val));
+    return afterCall(env);
+}
+
+jint callUINT32GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint32_t* val)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "()I");
+    if (!mid)
+        return kStatusLookupFailed;
+    jint value = env->CallIntMethod(jObj, mid);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    *val = static_cast<uint32_t>(value);
+    return kStatusOk;
+}
+
+jint callUINT64SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint64_t val)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "(J)V");
+    if (!mid)
+        return kStatusLookupFailed;
+    env->CallVoidMethod(jObj, mid, static_cast<jlong>(val));
+    return afterCall(env);
+}
+
+jint callUINT64GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint64_t* val)
+{
+    jmethodID mid = typedLookup(env, cls, mName, "()J");
+    if (!mid)
+        return kStatusLookupFailed;
+    jlong value = env->CallLongMethod(jObj, mid);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    *val = static_cast<uint64_t>(value);
+    return kStatusOk;
+}
+
+namespace dvh {
+jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const char* name, const char* signature,
+                    const char* missingMessage, const char* nullMessage, LocalRef<jobject>& out)
+{
+    jmethodID mid = methodId(env, cls, name, signature);
+    if (!mid) {
+        std::fputs(missingMessage, stdout);
+        return kStatusLookupFailed;
+    }
+    out = LocalRef<jobject>(env, env->CallObjectMethod(obj, mid));
+    if (thrown(env))
+        return kStatusJavaThrew;
+    if (!out) {
+        std::fputs(nullMessage, stdout);
+        return kStatusNullObject;
+    }
+    return kStatusOk;
+}
+}  // namespace dvh
