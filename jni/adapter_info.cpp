@@ -1,0 +1,384 @@
+// Adapter inventory: portal, node, driver and chip properties, and the whole
+// adapter read by getiSCSIHBAData (with every valid device database entry,
+// the firmware block, the adapter alias and TCP window).
+#include <cstdio>
+#include <cstring>
+
+#include "adapter_sessions.h"
+#include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
+#include "ddb_entries.h"
+#include "firmware_block.h"
+#include "jni_agent_shared.h"
+#include "jni_support.h"
+#include "marshal.h"
+#include "toolkit.h"
+
+using namespace dvh;
+using marshal::Conv;
+using marshal::F;
+using marshal::Field;
+
+namespace {
+
+constexpr const char* kStringSetter = "(Ljava/lang/String;)V";
+constexpr const char* kGenericMissing = "GetMethodID call failed!\n";
+
+using PP = HBAISCSIPORTAL;
+
+// flowControlDuplexLinkSpeed: bit 14 flow control, bits 12-13 duplex, bits 8-11 link speed.
+uint16_t linkBits(const uint8_t* portal)
+{
+    uint16_t bits;
+    std::memcpy(&bits, portal + offsetof(PP, flowControlDuplexLinkSpeed), sizeof bits);
+    return bits;
+}
+jint duplexOf(const uint8_t* portal)
+{
+    uint16_t duplex = linkBits(portal) & 0x3000;
+    if (duplex == 0)
+        return -1;
+    return duplex == 0x2000 ? 1 : 0;
+}
+jint linkSpeedOf(const uint8_t* portal) { return (linkBits(portal) & 0x0F00) >> 8; }
+
+constexpr Field kFirmwareInfo[] = {
+    F("setFirmwareAttribute", "(I)V", DVH_FIELD(PP, FWAttr), Conv::SetInt, kGenericMissing),
+    F("setiSCSIVersion", kStringSetter, DVH_FIELD(PP, iscsiVersion), Conv::SetText, kGenericMissing)
+        .nullString("NULL iSCSI version!\n"),
+    F("setOptRomVersion", kStringSetter, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
+        .nullString("NULL OptROM version!\n"),
+    F("setFirmwareVersion", kStringSetter, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
+        .nullString("NULL FW version!\n"),
+    F("setChipModel", kStringSetter, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
+        .nullString("NULL Model version!\n"),
+};
+
+constexpr Field kDriverInfo[] = {
+    F("setDriverVersion", kStringSetter, DVH_FIELD(DRIVERINFO, Version), Conv::SetText, kGenericMissing)
+        .nullString("NULL Driver String!\n"),
+    F("setDriverAttribute", "(I)V", DVH_FIELD(DRIVERINFO, Attributes), Conv::SetInt, kGenericMissing),
+};
+
+constexpr Field kChipBoard[] = {
+    F("setBoardModel", kStringSetter, DVH_FIELD(CHIPINFO, BoardType), Conv::SetText, kGenericMissing)
+        .nullString("NULL Board Model !\n"),
+};
+constexpr Field kChipVersion[] = {
+    F("setChipVersion", "(I)V", DVH_FIELD(CHIPINFO, ChipVersion), Conv::SetInt,
+      "GetMethodID setChipVersion - Obj call failed!\n"),
+};
+
+// getiSCSIHBAData, steps 1 to 17, in this order.
+constexpr Field kAdapterProperties[] = {
+    F("setNumberDiskTargets", "(I)V", DVH_FIELD(PP, DiscTargetCount), Conv::SetInt, kGenericMissing),
+    F("setMACAddress", "([S)V", DVH_FIELD(PP, MacAddr), Conv::SetShorts, "GetMethodID setMACAddress call failed!\n"),
+    F("setState", "(I)V", DVH_FIELD(PP, State), Conv::SetInt, kGenericMissing),
+    F("setDhcpState", "(I)V", DVH_FIELD(PP, dhcpState), Conv::SetInt, kGenericMissing),
+    F("setLinkStatus", "(I)V", DVH_FIELD(PP, linkStatus), Conv::SetInt, "GetMethodID call failed! Line 1957\n"),
+    F("setFlowControl", "(Z)V", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetBool,
+      "GetMethodID call failed! Line 1966\n")
+        .mask(0x4000),
+    F("setDuplex", "(I)V", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetIntComputed,
+      "GetMethodID call failed! Line 1978\n")
+        .computed(duplexOf),
+    F("setLinkSpeed", "(I)V", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetIntComputed,
+      "GetMethodID call failed! Line 1992\n")
+        .computed(linkSpeedOf),
+    F("setType", "(I)V", DVH_FIELD(PP, Type), Conv::SetInt, kGenericMissing),
+    F("setDriverAttribute", "(I)V", DVH_FIELD(PP, DriverAttr), Conv::SetInt, kGenericMissing),
+    F("setFirmwareAttribute", "(I)V", DVH_FIELD(PP, FWAttr), Conv::SetInt, kGenericMissing),
+    F("setDriverVersion", kStringSetter, DVH_FIELD(PP, DriverVersion), Conv::SetText, kGenericMissing)
+        .nullString("NULL driver version!\n"),
+    F("setFirmwareVersion", kStringSetter, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
+        .nullString("NULL FW version!\n"),
+    F("setManufacturer", kStringSetter, DVH_FIELD(PP, Manufacturer), Conv::SetText, kGenericMissing)
+        .nullString("NULL Manufacture version!\n"),
+    F("setChipModel", kStringSetter, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
+        .nullString("NULL chip model!\n"),
+    F("setOptRomVersion", kStringSetter, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
+        .nullString("NULL ROM version!\n"),
+    F("setSerialNumberStr", kStringSetter, DVH_FIELD(PP, SerialNum), Conv::SetText, kGenericMissing)
+        .nullString("NULL Serial Number!\n"),
+};
+
+// The adapter-level alias and TCP window, read after the firmware block.
+struct AdapterLevel {
+    char alias[65];
+    uint16_t window;
+};
+constexpr Field kAdapterAlias[] = {
+    F("setHBA_Level_Alias", kStringSetter, DVH_FIELD(AdapterLevel, alias), Conv::SetText, kGenericMissing)
+        .nullString("NULL HBA Level Alias!\n"),
+};
+constexpr Field kAdapterTcpWindow[] = {
+    F("setHBA_Level_TCPMaxWindowSize", "(I)V", DVH_FIELD(AdapterLevel, window), Conv::SetInt,
+      "GetMethodID setHBA_Level_TCPMaxWindowSize call failed!\n"),
+};
+
+static_assert(marshal::validTable(kFirmwareInfo) && marshal::validTable(kDriverInfo) &&
+                  marshal::validTable(kChipBoard) && marshal::validTable(kChipVersion) &&
+                  marshal::validTable(kAdapterProperties) && marshal::validTable(kAdapterAlias) &&
+                  marshal::validTable(kAdapterTcpWindow),
+              "adapter property accessor tables");
+
+constexpr uint32_t kLastDDBIndex = 511;
+
+jint setChipInfo(JNIEnv* env, jobject jObj, const CHIPINFO* chip)
+{
+    if (!jObj) {
+        std::printf("NULL javaChipInfoObject!2\n");
+        return kStatusOk;
+    }
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    jint status = marshal::toJava(env, jObj, cls.get(), chip, kChipBoard);
+    if (status == kStatusOk)
+        status = marshal::toJava(env, jObj, cls.get(), chip, kChipVersion);
+    return status == kStatusJavaThrew ? status : kStatusOk;
+}
+
+// Target list of the adapter with this handle, rebuilt from the device
+// database while it is read. The registry is looked up again for every
+// change, so a concurrent close never leaves a dangling adapter here.
+class TargetListRebuild {
+public:
+    explicit TargetListRebuild(SDMGT_HANDLE handle) : handle_(handle)
+    {
+        RegistryLock lock;
+        SDMHba* hba = FindHbaDeviceInHbaList(handle_);
+        if (!hba) {
+            CoreLogMessageShared(kLogWarning,
+                                 "getiSCSIHBAData: NULL Local List HBA, Unable to Add Target to Local List");
+            return;
+        }
+        listed_ = true;
+        RemoveAllTargetsFromTargetList(hba);
+        CoreLogMessageShared(kLogInfo, "getiSCSIHBAData: Initializing Target list for HBA with SDM ID=%d, Java ID=%d",
+                             hba->HbaHandle, hba->HbaNumber);
+    }
+    void add(uint32_t index, uint32_t state)
+    {
+        if (!listed_)
+            return;
+        RegistryLock lock;
+        SDMHba* hba = FindHbaDeviceInHbaList(handle_);
+        SDMTarget* target = hba ? CreateNewTarget() : nullptr;
+        if (!target)
+            return;
+        target->TargetID = index;
+        target->State = state;
+        if (AddTargetToTargetList(hba, target) != 0)
+            DeleteTarget(target);
+        CoreLogMessageShared(kLogInfo, "getiSCSIHBAData: Add Local AEN Ref Target ID=%d, Device State=%d", index,
+                             state);
+    }
+
+private:
+    SDMGT_HANDLE handle_;
+    bool listed_ = false;
+};
+
+// Step 5 of getiSCSIHBAData: every valid entry as a DevDBEntry on the
+// adapter object. Returns 0 or the status that ends the method; ORs the
+// library statuses into `accumulated`.
+jint readDeviceDatabase(JNIEnv* env, jobject jObj, SDMGT_HANDLE handle, uint32_t count, SD_STATUS& accumulated)
+{
+    LocalRef<jclass> ddbClass = modelClass(env, "DevDBEntry");
+    if (!ddbClass) {
+        std::printf("Find Device class call failed!\n");
+        return kStatusClassNotFound;
+    }
+    TargetListRebuild targets(handle);
+    LocalRef<jclass> hbaClass = objectClass(env, jObj);
+
+    uint32_t made = 0;
+    for (uint32_t index = 0; index <= kLastDDBIndex;) {
+        DEVICEENTRYISCSI entry{};
+        if (made == count)
+            break;
+        SD_STATUS status = SDGetDDBEntry(handle, &entry, index);
+        accumulated |= status;
+        std::printf("\n** Getting HBA Port DDB Data From HBA[handle]=%d, DDBIndex=%d ***** \n", handle, index);
+        if (status != 0)
+            std::printf("SDGetDDBEntry call failed! %x\n", status);
+
+        if (entry.DeviceState != 0) {
+            LocalRef<jobject> devObj = newObject(env, ddbClass.get());
+            if (!devObj) {
+                std::printf("New Device Object failed!\n");
+                return kStatusNullObject;
+            }
+            jint filled = setiSCSIDevDDBEntry(env, devObj.get(), &entry, static_cast<jint>(made), 0);
+            if (filled != kStatusOk) {
+                if (filled == kStatusJavaThrew)
+                    return filled;
+                std::printf("setiSCSIDevDDBEntry() failed!\n");
+                return kStatusNullObject;
+            }
+            targets.add(index, entry.DeviceState);
+            jmethodID add = methodId(env, hbaClass.get(), "addDeviceDataBaseEntry",
+                                     "(Lcom/norvik/dvh/iscsi/model/DevDBEntry;)V");
+            if (!add) {
+                std::printf("GetMethodID addDeviceDataBaseEntry - Obj call failed!\n");
+                return kStatusLookupFailed;
+            }
+            env->CallVoidMethod(jObj, add, devObj.get());
+            if (thrown(env))
+                return kStatusJavaThrew;
+            ++made;
+        }
+        uint32_t next = entry.NextValid;
+        index = (next > index && next <= kLastDDBIndex) ? next : index + 1;
+    }
+    return kStatusOk;
+}
+
+jint getiSCSIHBADataShared(JNIEnv* env, jobject self, jint dev, jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jObj) {
+        std::printf("NULL Java Obj!\n");
+        return kStatusNullObject;
+    }
+    SDMGT_HANDLE handle = handleAt(dev);
+    SD_STATUS accumulated = 0;
+
+    HBAISCSIPORTAL portal{};
+    SD_STATUS status = SDGetHbaDevicePortalPropertyiSCSI(handle, 0, &portal);
+    accumulated |= status;
+    if (status != 0) {
+        std::printf("SDGetHbaDevicePortalPropertyiSCSI call failed!\n");
+        return static_cast<jint>(accumulated);
+    }
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    jint walk = marshal::toJava(env, jObj, cls.get(), &portal, kAdapterProperties);
+    if (walk != kStatusOk)
+        return walk;
+
+    uint32_t count = 0;
+    status = SDGetDDBEntryNum(handle, &count);
+    accumulated |= status;
+    if (status != 0)
+        std::printf("SDGetDDB call failed!\n");
+    if (count != 0) {
+        jint database = readDeviceDatabase(env, jObj, handle, count, accumulated);
+        if (database != kStatusOk)
+            return database;
+    }
+
+    jint firmware = getFWData(env, self, dev, jObj);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    accumulated |= static_cast<SD_STATUS>(firmware);
+
+    AdapterLevel level{};
+    status = SDGetHBAAlias(handle, level.alias);
+    accumulated |= status;
+    if (status != 0)
+        std::printf("SDGetHBAAlias failed (0x%x) (%s)", status, SdmErrorText(status));
+    walk = marshal::toJava(env, jObj, cls.get(), &level, kAdapterAlias);
+    if (walk != kStatusOk)
+        return walk;
+
+    // Its status is deliberately left out of the result.
+    SDGetTCPMaxWindowSize(handle, &level.window);
+    jmethodID setWindow = methodId(env, cls.get(), kAdapterTcpWindow[0].name, kAdapterTcpWindow[0].signature);
+    if (!setWindow) {
+        std::fputs(kAdapterTcpWindow[0].missingMessage, stdout);
+        return kStatusLookupFailed;
+    }
+    std::printf("HBA level TCP max window size=%u (0x%x)\n", level.window, level.window);
+    env->CallVoidMethod(jObj, setWindow, static_cast<jint>(level.window));
+    if (thrown(env))
+        return kStatusJavaThrew;
+    return static_cast<jint>(accumulated);
+}
+
+}  // namespace
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSIHBAData(JNIEnv* env, jobject obj, jint dev,
+                                                                                jobject jObj)
+{
+    return getiSCSIHBADataShared(env, obj, dev, jObj);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSIFWInfo(JNIEnv* env, jobject, jint dev,
+                                                                               jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jObj) {
+        std::printf("NULL Java Obj!\n");
+        return kStatusNullObject;
+    }
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    HBAISCSIPORTAL portal{};
+    SD_STATUS status = SDGetHbaDevicePortalPropertyiSCSI(handleAt(dev), 0, &portal);
+    if (status != 0) {
+        std::printf("SDGetHbaDevicePortalPropertyiSCSI call failed! %x\n", status);
+        return static_cast<jint>(status);
+    }
+    return marshal::toJava(env, jObj, cls.get(), &portal, kFirmwareInfo);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSIDriverInfo(JNIEnv* env, jobject, jint dev,
+                                                                                   jobject jObj)
+{
+    if (!jObj) {
+        std::printf("NULL Java Obj!\n");
+        return kStatusNullObject;
+    }
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    DRIVERINFO driver{};
+    SD_STATUS status = SDGetHbaDeviceDriverPropertyiSCSI(handleAt(dev), &driver);
+    if (status != 0) {
+        std::printf("SDGetHbaDeviceDriverPropertyiSCSI call failed! %x\n", status);
+        return static_cast<jint>(status);
+    }
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    return marshal::toJava(env, jObj, cls.get(), &driver, kDriverInfo);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSIAdapterInfo(JNIEnv* env, jobject, jint dev,
+                                                                                    jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jObj) {
+        std::printf("NULL javaHBAObject!\n");
+        return kStatusNullObject;
+    }
+    HBAISCSINODE node{};
+    SD_STATUS status = SDGetHbaDeviceNodePropertyiSCSI(handleAt(dev), &node);
+    if (status != 0) {
+        std::printf("SDGetHbaDeviceNodePropertyiSCSI call failed! %x\n", status);
+        return static_cast<jint>(status);
+    }
+    NODEINFOISCSI info;
+    std::memcpy(&info, &node.NodeInfoISCSI, sizeof info);
+    setNodeInfo(env, jObj, &info);
+    return 0;
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getChipInfo(JNIEnv* env, jobject, jint dev,
+                                                                            jobject jHba)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jHba) {
+        std::printf("NULL javaHBAObject!\n");
+        return kStatusNullObject;
+    }
+    CHIPINFO chip{};
+    SD_STATUS status = SDGetHbaDeviceChipPropertyiSCSI(handleAt(dev), &chip);
+    if (status != 0)
+        std::printf("SDGetHbaDeviceChipPropertyiSCSI call failed!\n");
+    else
+        setChipInfo(env, jHba, &chip);
+    return static_cast<jint>(status);
+}
+
+}  // extern "C"

@@ -1,0 +1,322 @@
+// Firmware initialization block: reading it into the adapter and InitFW
+// objects, writing it back as a read-modify-write, factory defaults, restore
+// and reset.
+#include "firmware_block.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "adapter_sessions.h"
+#include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
+#include "ddb_entries.h"
+#include "jni_agent_shared.h"
+#include "jni_support.h"
+#include "marshal.h"
+#include "toolkit.h"
+
+using namespace dvh;
+using marshal::Conv;
+using marshal::F;
+using marshal::Field;
+
+namespace {
+
+constexpr const char* kInitFWSig = "()Lcom/norvik/dvh/iscsi/model/InitFW;";
+constexpr const char* kDevEntrySig = "()Lcom/norvik/dvh/iscsi/model/DevEntry;";
+constexpr const char* kNodeInfoSig = "()Lcom/norvik/dvh/iscsi/model/NodeInfo;";
+constexpr const char* kIPAddrGetterSig = "()Lcom/norvik/dvh/iscsi/model/IPAddr;";
+constexpr const char* kStringGetter = "()Ljava/lang/String;";
+
+using IF = INITFWISCSI;
+
+constexpr Field kInitFWToJava[] = {
+    F("setFWOptions", "(S)V", DVH_FIELD(IF, FWOptions), Conv::SetShort,
+      "GetMethodID setFWOptions - Obj call failed!\n"),
+    F("setAddFWOptions", "(S)V", DVH_FIELD(IF, addFWOptions), Conv::SetShort,
+      "GetMethodID setAddFWOptions - Obj call failed!\n"),
+    F("setJumboPacketSize", "(I)V", DVH_FIELD(IF, EthernetMTU), Conv::SetInt,
+      "GetMethodID setJumboPacketSize - Obj call failed!\n"),
+    F("setZIOCount", "(S)V", DVH_FIELD(IF, ZIO), Conv::SetShort, "GetMethodID setZIOCount call failed!\n"),
+    F("setVLAN_TCI_TO_InitFW", "(I)V", DVH_FIELD(IF, TCI), Conv::SetInt,
+      "GetMethodID setVLAN_TCI_TO_InitFW - Obj call failed!\n"),
+    F("setReserved1", "(B)V", DVH_FIELD(IF, Reserved1), Conv::SetByte, "GetMethodID setReserved1 - Obj call failed!\n"),
+    F("setWakeupThreshold", "(S)V", DVH_FIELD(IF, wakeupThreshold), Conv::SetShort,
+      "GetMethodID setWakeupThreshold - Obj call failed!\n"),
+};
+// On the InitFW object's DevEntry; a missing setter is reported as 4099.
+constexpr Field kInitFWDevEntryToJava[] = {
+    F("setTaskManagementTimeout", "(S)V", DVH_FIELD(IF, taskMngmntTimeout), Conv::SetShort,
+      "GetMethodID setTaskManagementTimeout call failed!\n")
+        .status(kStatusNullObject)
+        .trace("InitFW taskMngmntTimeout=%d\n"),
+    F("setRxTCPWindowScale", "(S)V", DVH_FIELD(IF, TCPWindowScaleFactor), Conv::SetShort,
+      "GetMethodID setRxTCPWindowScale call failed!\n")
+        .status(kStatusNullObject)
+        .trace("InitFW TCPWindowScaleFactor=%d\n"),
+};
+
+constexpr Field kInitFWFromJava[] = {
+    F("getFWOptions", "()S", DVH_FIELD(IF, FWOptions), Conv::GetShort,
+      "GetMethodID getFWOptions - Obj call failed!\n"),
+    F("getAddFWOptions", "()S", DVH_FIELD(IF, addFWOptions), Conv::GetShort,
+      "GetMethodID getAddFWOptions - Obj call failed!\n"),
+    F("getJumboPacketSize", "()I", DVH_FIELD(IF, EthernetMTU), Conv::GetInt,
+      "GetMethodID getJumboPacketSize call failed!\n"),
+    F("getZIOCount", "()S", DVH_FIELD(IF, ZIO), Conv::GetShort, "GetMethodID getZIOCount call failed!\n"),
+    F("getVLAN_TCI", "()I", DVH_FIELD(IF, TCI), Conv::GetInt, "GetMethodID getVLAN_TCI call failed!\n")
+        .trace("Called getVLAN_TCI(), value:0x%x\n"),
+};
+constexpr Field kInitFWDevEntryFromJava[] = {
+    F("getTaskManagementTimeout", "()S", DVH_FIELD(IF, taskMngmntTimeout), Conv::GetShort,
+      "GetMethodID getTaskManagementTimeout call failed!\n")
+        .status(kStatusNullObject)
+        .trace("taskMngmntTimeout from GUI(for INITFWISCSI)=%d\n"),
+    F("getRxTCPWindowScale", "()S", DVH_FIELD(IF, TCPWindowScaleFactor), Conv::GetShort,
+      "GetMethodID getRxTCPWindowScale call failed!\n")
+        .status(kStatusNullObject)
+        .trace("getRxTCPWindowScale() from GUI (for INITFWISCSI)=%d\n"),
+};
+// The node's name and alias go into the block; the name is cut at 224 bytes.
+constexpr Field kNodeNamesIntoBlock[] = {
+    F("getiSCSIName", kStringGetter, DVH_FIELD(IF, iSCSIName), Conv::GetText, "GetMethodID  getiSCSIName call failed!\n")
+        .bound(224),
+    F("getAlias", kStringGetter, DVH_FIELD(IF, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
+        .bound(sizeof(IF::Alias)),
+};
+constexpr Field kAdapterTcpWindowFromJava[] = {
+    F("getHBA_Level_TCPMaxWindowSize", "()I", 0, 2, Conv::GetInt,
+      "GetMethodID getHBA_Level_TCPMaxWindowSize call failed!\n"),
+};
+
+static_assert(marshal::validTable(kInitFWToJava) && marshal::validTable(kInitFWDevEntryToJava) &&
+                  marshal::validTable(kInitFWFromJava) && marshal::validTable(kInitFWDevEntryFromJava) &&
+                  marshal::validTable(kNodeNamesIntoBlock) && marshal::validTable(kAdapterTcpWindowFromJava),
+              "firmware block accessor tables");
+
+// The adapter object's addresses, read in this order by setFWData.
+struct AddressGetter {
+    const char* name;
+    size_t offset;
+    const char* missingMessage;
+};
+constexpr AddressGetter kAddressGetters[] = {
+    {"getIPAddress", offsetof(IF, IPAddr), "GetMethodID  getIPAddr call failed!\n"},
+    {"getGateway", offsetof(IF, Gateway), "GetMethodID  getGateway call failed!\n"},
+    {"getSubnetMask", offsetof(IF, SubnetMask), "GetMethodID  getSubnetMask call failed!\n"},
+    {"getPrimaryDNS", offsetof(IF, PrimaryDNS) + offsetof(DNS, IPAddr), "GetMethodID  getPrimaryDNS call failed!\n"},
+    {"getSlpDa", offsetof(IF, SLPDAAddr), "GetMethodID  getSlpDa call failed!\n"},
+};
+
+#define DVH_TRY(expr)                 \
+    do {                              \
+        jint dvh_status_ = (expr);    \
+        if (dvh_status_ != kStatusOk) \
+            return dvh_status_;       \
+    } while (0)
+
+// Reads the adapter object's side of the block into `block`; 0 or the status
+// that ends setFWData before anything is written.
+jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
+{
+    LocalRef<jclass> hbaClass = objectClass(env, jHba);
+    auto* bytes = reinterpret_cast<uint8_t*>(&block);
+    for (const AddressGetter& getter : kAddressGetters) {
+        LocalRef<jobject> address;
+        DVH_TRY(getObjectField(env, jHba, hbaClass.get(), getter.name, kIPAddrGetterSig, getter.missingMessage,
+                               "NULL javaIPObject!\n", address));
+        // Only the 16 address bytes are read; the record keeps its Type.
+        ISCSIIPADDR value;
+        std::memcpy(&value, bytes + getter.offset, sizeof value);
+        DVH_TRY(getIPAddr(env, address.get(), &value));
+        std::memcpy(bytes + getter.offset, &value, sizeof value);
+    }
+
+    LocalRef<jobject> nodeInfo;
+    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getNodeInfo", kNodeInfoSig,
+                           "GetMethodID  getNodeInfo call failed!\n", "NULL javaNodeInfoObject!4\n", nodeInfo));
+    LocalRef<jclass> nodeClass = objectClass(env, nodeInfo.get());
+    DVH_TRY(marshal::fromJava(env, nodeInfo.get(), nodeClass.get(), &block, kNodeNamesIntoBlock));
+
+    // The lookup of getInitFW reports itself with the alias text.
+    LocalRef<jobject> initFW;
+    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getInitFW", kInitFWSig, "GetMethodID  getAlias call failed!\n",
+                           "NULL javaInitFWObject!\n", initFW));
+    LocalRef<jclass> initFWClass = objectClass(env, initFW.get());
+    DVH_TRY(marshal::fromJava(env, initFW.get(), initFWClass.get(), &block, kInitFWFromJava));
+
+    LocalRef<jobject> devEntry;
+    DVH_TRY(getObjectField(env, initFW.get(), initFWClass.get(), "getDevEntry", kDevEntrySig,
+                           "GetMethodID  getDevEntry call failed!\n", "NULL javaDevEntryObject!\n", devEntry));
+    DVH_TRY(getiSCSIDevEntry(env, devEntry.get(), &block.DeviceInfo));
+    LocalRef<jclass> devEntryClass = objectClass(env, devEntry.get());
+    DVH_TRY(marshal::fromJava(env, devEntry.get(), devEntryClass.get(), &block, kInitFWDevEntryFromJava));
+    return kStatusOk;
+}
+
+}  // namespace
+
+jint getInitFW(JNIEnv* env, jobject jInitFW, const INITFWISCSI* pInitFW)
+{
+    if (!jInitFW) {
+        std::printf("NULL javaInitFWObject!\n");
+        return kStatusNullObject;
+    }
+    LocalRef<jclass> cls = objectClass(env, jInitFW);
+    DVH_TRY(marshal::toJava(env, jInitFW, cls.get(), pInitFW, kInitFWToJava));
+    LocalRef<jobject> devEntry;
+    DVH_TRY(getObjectField(env, jInitFW, cls.get(), "getDevEntry", kDevEntrySig, "GetMethodID  getDevEntry call failed!\n",
+                           "NULL javaDevEntryObject!\n", devEntry));
+    DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), &pInitFW->DeviceInfo));
+    LocalRef<jclass> devEntryClass = objectClass(env, devEntry.get());
+    DVH_TRY(marshal::toJava(env, devEntry.get(), devEntryClass.get(), pInitFW, kInitFWDevEntryToJava));
+    return kStatusOk;
+}
+
+jint getFWData(JNIEnv* env, jobject, jint dev, jobject jObj)
+{
+    if (!jObj) {
+        std::printf("NULL jObj!\n");
+        return kStatusNullObject;
+    }
+    INITFWISCSI block{};
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    SDMGT_HANDLE handle = handleAt(dev);
+    SD_STATUS status = SDGetInitFW(handle, &block);
+    if (status != 0) {
+        std::printf("SDGetInitFW call failed! 2\n");
+        return static_cast<jint>(status);
+    }
+    std::printf("\n** Getting HBA Port Data From HBA[handle:index]=%d:%d ***** \n", handle, dev);
+    DVH_TRY(setIPAddr(env, jObj, &block.IPAddr, kAddrIPAddress));
+    DVH_TRY(setIPAddr(env, jObj, &block.Gateway, kAddrGateway));
+    DVH_TRY(setIPAddr(env, jObj, &block.SubnetMask, kAddrSubnetMask));
+    DVH_TRY(setIPAddr(env, jObj, &block.PrimaryDNS.IPAddr, kAddrPrimaryDNS));
+    DVH_TRY(setIPAddr(env, jObj, &block.SLPDAAddr, kAddrSlpDa));
+
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    LocalRef<jobject> initFW;
+    DVH_TRY(getObjectField(env, jObj, cls.get(), "getInitFW", kInitFWSig, "GetMethodID  getInitFW call failed!\n",
+                           "NULL javaInitFWObject!\n", initFW));
+    return getInitFW(env, initFW.get(), &block);
+}
+
+namespace {
+
+jint setFWDataShared(JNIEnv* env, jint dev, jobject jHba)
+{
+    INITFWISCSI block{};
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    // A read-modify-write: what Java does not give keeps the library's value.
+    if (SDGetInitFW(handleAt(dev), &block) != 0)
+        std::printf("SDGetInitFW call failed!\n");
+    if (!jHba) {
+        std::printf("NULL jHba!\n");
+        return kStatusNullObject;
+    }
+    DVH_TRY(readBlockFromJava(env, jHba, block));
+
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    SDMGT_HANDLE handle = handleAt(dev);
+    SD_STATUS status = SDSetInitFW(handle, &block);
+    if (status != 0)
+        std::printf("SDSetInitFW call failed!\n");
+
+    LocalRef<jclass> hbaClass = objectClass(env, jHba);
+    jmethodID getAlias = methodId(env, hbaClass.get(), "getHBA_Level_Alias", kStringGetter);
+    if (!getAlias) {
+        std::printf("GetMethodID  getHBA_Level_Alias call failed!\n");
+        return kStatusLookupFailed;
+    }
+    LocalRef<jstring> alias(env, static_cast<jstring>(env->CallObjectMethod(jHba, getAlias)));
+    if (thrown(env))
+        return kStatusJavaThrew;
+    if (alias) {
+        UtfChars chars(env, alias.get());
+        if (!chars)
+            return kStatusJavaThrew;
+        char buffer[65] = {};
+        std::strncpy(buffer, chars.get(), 64);
+        status |= SDSetHBAAlias(handle, buffer);
+        if (status != 0)
+            std::printf("SDSetHBAAlias call failed!\n");
+    }
+
+    uint16_t window = 0;
+    DVH_TRY(marshal::fromJava(env, jHba, hbaClass.get(), &window, kAdapterTcpWindowFromJava));
+    std::printf("HBA level TCP max window size from GUI=%u (0x%x)\n", window, window);
+    status |= SDSetTCPMaxWindowSize(handle, window);
+    return static_cast<jint>(status);
+}
+
+}  // namespace
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getFWData(JNIEnv* env, jobject obj, jint dev,
+                                                                          jobject jObj)
+{
+    return getFWData(env, obj, dev, jObj);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setFWData(JNIEnv* env, jobject, jint dev, jobject jHba)
+{
+    return setFWDataShared(env, dev, jHba);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getISCSIFWDefaults(JNIEnv* env, jobject, jint dev,
+                                                                                   jobject jInitFW)
+{
+    INITFWISCSI block{};
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    SD_STATUS status = SDGetFWDefaults(handleAt(dev), &block);
+    if (status != 0) {
+        std::printf("FAILED: %x \n", status);
+        return static_cast<jint>(status);
+    }
+    return getInitFW(env, jInitFW, &block);
+}
+
+JNIEXPORT jboolean JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setISCSIDefaults(JNIEnv*, jobject, jint dev)
+{
+    INITFWISCSI block{};
+    if (devOutOfRange(dev))
+        return JNI_FALSE;
+    SD_STATUS status = SDSetFWDefaults(handleAt(dev), &block);
+    if (status != 0) {
+        std::printf("FAILED: %x \n", status);
+        return JNI_FALSE;
+    }
+    return JNI_TRUE;
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_restoreDefaults(JNIEnv*, jobject, jint dev,
+                                                                                jint jregionMask, jint jdetailMask)
+{
+    if (devOutOfRange(dev))
+        return 1;
+    SDMGT_HANDLE handle = handleAt(dev);
+    CoreLogMessageShared(kLogInfo, "Restore Defaults for iSCSI Adapter! Device:%d, RegionMask:0x%x, DetailMask:0x%x \n",
+                         handle, jregionMask, jdetailMask);
+    if (SDRestoreDefaults(handle, static_cast<uint32_t>(jregionMask), static_cast<uint32_t>(jdetailMask)) == 0)
+        return 0;
+    std::printf("SDRestoreDefaults call failed!\n");
+    return 1;
+}
+
+JNIEXPORT jboolean JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_resetISCSIHBA(JNIEnv*, jobject, jint dev)
+{
+    if (devOutOfRange(dev))
+        return JNI_FALSE;
+    HBARESET reset{};
+    if (SDResetHBA(handleAt(dev), &reset) != 0) {
+        std::printf("SDResetHBA call failed!\n");
+        return JNI_FALSE;
+    }
+    return JNI_TRUE;
+}
+
+}  // extern "C"
