@@ -1,0 +1,111 @@
+/*
+ * izksim.h - control interface of the adapter simulator.
+ *
+ * The simulator is a stand-in libizksdm.so: it exports every SD function of
+ * the device-management library and answers them from a scenario (adapters,
+ * targets, LUNs, device database, events) described in JSON. Besides the SD
+ * functions it exports the izksim_ functions below, which tests use to load
+ * scenarios, inject failures and inspect what the product sent.
+ *
+ * Every function here and every SD function is safe to call from several
+ * threads at once (one lock guards the simulator's state).
+ */
+#ifndef IZKSIM_IZKSIM_H
+#define IZKSIM_IZKSIM_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(IZKSIM_BUILDING)
+#define IZKSIM_EXPORT __attribute__((visibility("default")))
+#else
+#define IZKSIM_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * Status values of the simulated library. 0 is success; every other value
+ * is returned by the SD functions as their 32-bit status and has a text from
+ * SDGetErrorStringiSCSI. Values not listed come back as
+ * "Unknown status 0x%08x".
+ */
+#define IZKSIM_OK                        0x00000000u /* "Success" */
+#define IZKSIM_ST_INVALID_HANDLE         0x20000001u /* "Invalid or closed adapter handle" */
+#define IZKSIM_ST_NO_SUCH_INSTANCE       0x20000002u /* "Adapter instance not present" */
+#define IZKSIM_ST_INVALID_PARAMETER      0x20000003u /* "Invalid parameter (null pointer or value out of range)" */
+#define IZKSIM_ST_TARGET_NOT_FOUND       0x20000004u /* "Target not found" */
+#define IZKSIM_ST_LUN_NOT_FOUND          0x20000005u /* "Logical unit not found" */
+#define IZKSIM_ST_FILE_ERROR             0x20000007u /* "File could not be opened" */
+#define IZKSIM_ST_ENTRY_NOT_FOUND        0x20000008u /* "Entry not found" */
+#define IZKSIM_ST_AEN_NOT_ENABLED        0x20000009u /* "Asynchronous events not enabled" */
+#define IZKSIM_ST_TARGET_NOT_ACTIVE      0x2000000Au /* "Target session not active" */
+#define IZKSIM_ST_NOT_SUPPORTED_OS       0x2000001Cu /* "Request not supported on this operating system" */
+#define IZKSIM_ST_OUT_OF_MEMORY          0x2000001Fu /* "Out of memory" */
+#define IZKSIM_ST_NOT_SUPPORTED          0x2000002Du /* "Request not supported by this adapter" */
+#define IZKSIM_ST_CHECK_CONDITION        0x20000040u /* "SCSI command completed with check condition (sense data returned)" */
+#define IZKSIM_ST_BUFFER_TOO_SMALL       0x20000072u /* "Buffer too small" */
+#define IZKSIM_ST_DATA_UNDERRUN          0x20000077u /* "SCSI command completed with data underrun" */
+#define IZKSIM_ST_MORE_DATA              0x2000007Eu /* "Table read partially (more entries available)" */
+#define IZKSIM_ST_BOOTCODE_ERASE_NEEDED  0x2000008Fu /* "Boot code region must be erased before update" */
+#define IZKSIM_ST_NOT_SIMULATED          0x200000F0u /* "Function not simulated" */
+#define IZKSIM_ST_SCENARIO_ERROR         0x200000F1u /* "Scenario could not be loaded" */
+
+/* Reload the built-in default scenario, or the file named by the
+ * environment variable IZKSDM_SCENARIO when it is set; clear faults, the
+ * call log, event queues and the debug trace. Returns 0 or
+ * IZKSIM_ST_SCENARIO_ERROR (text in izksim_last_error). After a failed load
+ * the simulator holds no adapters. */
+IZKSIM_EXPORT int izksim_reset(void);
+
+/* Replace the whole state by the scenario given as JSON text (or read from
+ * a file); faults, call log, event queues and trace are cleared as by
+ * izksim_reset. Returns 0 or IZKSIM_ST_SCENARIO_ERROR; on error the state
+ * is left as it was. */
+IZKSIM_EXPORT int izksim_load_scenario_json(const char* json);
+IZKSIM_EXPORT int izksim_load_scenario_file(const char* path);
+
+/* Text of the last scenario load error ("" when the last load succeeded).
+ * The pointer stays valid until the calling thread asks again. */
+IZKSIM_EXPORT const char* izksim_last_error(void);
+
+/* Make the SD function `function` return `status` without doing its work:
+ * on its next call only (once != 0) or on every call until cleared. A new
+ * fault for the same function replaces the old one. SDGetErrorStringiSCSI
+ * returns a text, not a status, and ignores faults. */
+IZKSIM_EXPORT void izksim_set_fault(const char* function, uint32_t status, int once);
+IZKSIM_EXPORT void izksim_clear_faults(void);
+
+/* The call log as a JSON array, oldest call first:
+ *   [{"seq":1,"fn":"SDOpenDeviceiSCSI","args":{"instance":0},"text":{},
+ *     "records":{"handle":"00000000"},"status":0}, ...]
+ * "args" holds the scalar arguments by name (pointed-to scalars as they were
+ * at entry), "text" the string arguments (null for a null pointer), "records"
+ * the bytes of every record or buffer passed in, as lowercase hex, as they
+ * were at entry (null for a null pointer), "status" the returned status.
+ * Writes at most capacity-1 bytes and a NUL (nothing when capacity is 0) and
+ * returns the full length of the text, without the NUL. The log keeps the
+ * last IZKSIM_CALL_LOG_LIMIT calls and at most IZKSIM_CALL_LOG_BYTES bytes
+ * of record data; older calls are dropped. */
+#define IZKSIM_CALL_LOG_LIMIT 10000
+#define IZKSIM_CALL_LOG_BYTES (32u * 1024u * 1024u)
+IZKSIM_EXPORT size_t izksim_call_log_json(char* buffer, size_t capacity);
+IZKSIM_EXPORT void izksim_clear_call_log(void);
+
+/* Queue an asynchronous event for the adapter with this instance number,
+ * time-stamped now. payload may be null (all zero). Returns 0 or
+ * IZKSIM_ST_NO_SUCH_INSTANCE. Events queue whether or not the adapter's
+ * events are enabled; SDGetAeniSCSI delivers them once enabled. */
+IZKSIM_EXPORT int izksim_push_event(uint32_t instance, uint32_t code, const uint32_t payload[7]);
+
+/* The current state (adapters as loaded and as changed by SD calls) as
+ * JSON, with the same length convention as izksim_call_log_json. */
+IZKSIM_EXPORT size_t izksim_state_json(char* buffer, size_t capacity);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* IZKSIM_IZKSIM_H */

@@ -1,0 +1,46 @@
+// SCSI pass-through to the simulated logical units.
+#include "scsi.hpp"
+#include "sdm/sdm_api.h"
+#include "sim.hpp"
+
+using izksim::Adapter;
+using izksim::SdCall;
+
+SD_EXPORT SD_STATUS SDSendScsiPassThruiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* cdb,
+                                            uint32_t cdbLength, uint8_t* dataOut, uint32_t dataOutLength,
+                                            uint8_t* dataIn, uint32_t dataInLength, uint8_t* sense,
+                                            uint32_t senseLength) {
+  SdCall c("SDSendScsiPassThruiSCSI");
+  c.arg("handle", handle)
+      .rec("target", target, sizeof(TARGETINFORMATION))
+      .arg("cdbLength", cdbLength)
+      .rec("cdb", cdb, cdbLength)
+      .arg("dataOutLength", dataOutLength)
+      .rec("dataOut", dataOut, dataOutLength)
+      .arg("dataInLength", dataInLength)
+      .rec("dataIn", dataIn, dataInLength)
+      .arg("senseLength", senseLength)
+      .rec("sense", sense, senseLength);
+  if (c.faulted()) return c.status();
+  Adapter* a = c.open_adapter(handle);
+  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
+  if (!target || !cdb || cdbLength == 0 || (dataOutLength && !dataOut) || (dataInLength && !dataIn) ||
+      (senseLength && !sense))
+    return c.done(IZKSIM_ST_INVALID_PARAMETER);
+
+  const uint8_t* ti = reinterpret_cast<const uint8_t*>(target);
+  izksim::ScsiRequest r;
+  r.bus = uint16_t(ti[0] | ti[1] << 8);
+  r.targetId = uint16_t(ti[2] | ti[3] << 8);
+  r.lun = uint16_t(ti[4] | ti[5] << 8);
+  r.cdb = cdb;
+  r.cdbLength = cdbLength;
+  r.dataOut = dataOut;
+  r.dataOutLength = dataOutLength;
+  r.dataIn = dataIn;
+  r.dataInLength = dataInLength;
+  izksim::Sense s;
+  const uint32_t status = izksim::scsi_execute(*a, r, &s);
+  if (status == IZKSIM_ST_CHECK_CONDITION) izksim::write_fixed_sense(s, sense, senseLength);
+  return c.done(status);
+}

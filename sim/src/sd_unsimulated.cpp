@@ -1,0 +1,404 @@
+// SD functions the simulator does not answer yet: each is logged with its
+// arguments, honours faults, and otherwise returns IZKSIM_ST_NOT_SIMULATED.
+// A function moves out of this file when it is simulated.
+#include "sdm/sdm_api.h"
+#include "sim.hpp"
+
+using izksim::SdCall;
+
+#define IZKSIM_NOT_SIMULATED(c)      \
+  do {                               \
+    if ((c).faulted()) return (c).status(); \
+    return (c).done(IZKSIM_ST_NOT_SIMULATED); \
+  } while (0)
+
+// Size of a record the caller hands over, or 0 for a null pointer.
+template <class T>
+static size_t size_of(const T* p) {
+  return p ? sizeof(T) : 0;
+}
+
+// --- Adapter properties -------------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetHbaDevicePortalPropertyiSCSI(SDMGT_HANDLE handle, uint32_t portal, HBAISCSIPORTAL* property) {
+  SdCall c("SDGetHbaDevicePortalPropertyiSCSI");
+  c.arg("handle", handle).arg("portal", portal).rec("property", property, size_of(property));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetHbaDeviceNodePropertyiSCSI(SDMGT_HANDLE handle, HBAISCSINODE* property) {
+  SdCall c("SDGetHbaDeviceNodePropertyiSCSI");
+  c.arg("handle", handle).rec("property", property, size_of(property));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetHbaDeviceDriverPropertyiSCSI(SDMGT_HANDLE handle, DRIVERINFO* property) {
+  SdCall c("SDGetHbaDeviceDriverPropertyiSCSI");
+  c.arg("handle", handle).rec("property", property, size_of(property));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetHbaDeviceChipPropertyiSCSI(SDMGT_HANDLE handle, CHIPINFO* property) {
+  SdCall c("SDGetHbaDeviceChipPropertyiSCSI");
+  c.arg("handle", handle).rec("property", property, size_of(property));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetHBAAlias(SDMGT_HANDLE handle, char* alias) {
+  SdCall c("SDGetHBAAlias");
+  c.arg("handle", handle).rec("alias", alias, alias ? 65 : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetHBAAlias(SDMGT_HANDLE handle, char* alias) {
+  SdCall c("SDSetHBAAlias");
+  c.arg("handle", handle).text_n("alias", alias, 65);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetTCPMaxWindowSize(SDMGT_HANDLE handle, uint16_t* size) {
+  SdCall c("SDGetTCPMaxWindowSize");
+  c.arg("handle", handle).rec("size", size, size_of(size));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetTCPMaxWindowSize(SDMGT_HANDLE handle, uint32_t size) {
+  SdCall c("SDSetTCPMaxWindowSize");
+  c.arg("handle", handle).arg("size", size);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- Firmware initialization block --------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetInitFW(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
+  SdCall c("SDGetInitFW");
+  c.arg("handle", handle).rec("initFW", initFW, size_of(initFW));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetInitFW(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
+  SdCall c("SDSetInitFW");
+  c.arg("handle", handle).rec("initFW", initFW, size_of(initFW));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetFWDefaults(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
+  SdCall c("SDGetFWDefaults");
+  c.arg("handle", handle).rec("initFW", initFW, size_of(initFW));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetFWDefaults(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
+  SdCall c("SDSetFWDefaults");
+  c.arg("handle", handle).rec("initFW", initFW, size_of(initFW));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDRestoreDefaults(SDMGT_HANDLE handle, uint32_t regionMask, uint32_t detailMask) {
+  SdCall c("SDRestoreDefaults");
+  c.arg("handle", handle).arg("regionMask", regionMask).arg("detailMask", detailMask);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDResetHBA(SDMGT_HANDLE handle, HBARESET* reset) {
+  SdCall c("SDResetHBA");
+  c.arg("handle", handle).rec("reset", reset, size_of(reset));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- Device database ------------------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetDDBEntryNum(SDMGT_HANDLE handle, uint32_t* count) {
+  SdCall c("SDGetDDBEntryNum");
+  c.arg("handle", handle).rec("count", count, size_of(count));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index) {
+  SdCall c("SDGetDDBEntry");
+  c.arg("handle", handle).rec("entry", entry, size_of(entry)).arg("index", index);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID) {
+  SdCall c("SDSetDDBEntry");
+  c.arg("handle", handle).rec("entry", entry, size_of(entry)).arg("targetID", targetID);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetDDBEntryFlashOnly(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID) {
+  SdCall c("SDSetDDBEntryFlashOnly");
+  c.arg("handle", handle).rec("entry", entry, size_of(entry)).arg("targetID", targetID);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetDefaultDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry) {
+  SdCall c("SDGetDefaultDDBEntry");
+  c.arg("handle", handle).rec("entry", entry, size_of(entry));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetInitialDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index) {
+  SdCall c("SDGetInitialDDBEntry");
+  c.arg("handle", handle).rec("entry", entry, size_of(entry)).arg("index", index);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSendiSCSILogout(SDMGT_HANDLE handle, LOGOUTISCSI* logout) {
+  SdCall c("SDSendiSCSILogout");
+  c.arg("handle", handle).rec("logout", logout, size_of(logout));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- CHAP secret table ----------------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetCHAPEntryNum(SDMGT_HANDLE handle, uint32_t* count) {
+  SdCall c("SDGetCHAPEntryNum");
+  c.arg("handle", handle).rec("count", count, size_of(count));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// The read functions' table capacity is not part of their contract, so only
+// the count is logged for them; the write functions log the entries they get.
+SD_EXPORT SD_STATUS SDGetCHAPTable(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
+  SdCall c("SDGetCHAPTable");
+  c.arg("handle", handle).rec("count", count, size_of(count));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetCHAPTableMod(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
+  SdCall c("SDGetCHAPTableMod");
+  c.arg("handle", handle).rec("count", count, size_of(count));
+  if (count) c.arg("capacity", *count);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetCHAPTable(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
+  SdCall c("SDSetCHAPTable");
+  c.arg("handle", handle).rec("count", count, size_of(count));
+  if (count) c.arg("entries", *count);
+  c.rec("table", table, table && count ? size_t(*count) * sizeof(CHAPTABLE) : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetCHAPTableEntry(SDMGT_HANDLE handle, CHAPTABLE* entry, uint32_t index) {
+  SdCall c("SDSetCHAPTableEntry");
+  c.arg("handle", handle).rec("entry", entry, size_of(entry)).arg("index", index);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- Targets, LUNs and SCSI commands --------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetDiscPortalPropertyiSCSI(SDMGT_HANDLE handle, uint32_t portal, uint32_t targetID,
+                                                 uint32_t reserved, DISCISCSIPORTAL* property) {
+  SdCall c("SDGetDiscPortalPropertyiSCSI");
+  c.arg("handle", handle).arg("portal", portal).arg("targetID", targetID).arg("reserved", reserved);
+  c.rec("property", property, size_of(property));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetDiscNodePropertyiSCSI(SDMGT_HANDLE handle, uint32_t portal, uint32_t targetID,
+                                               uint32_t reserved, DISCISCSINODE* property) {
+  SdCall c("SDGetDiscNodePropertyiSCSI");
+  c.arg("handle", handle).arg("portal", portal).arg("targetID", targetID).arg("reserved", reserved);
+  c.rec("property", property, size_of(property));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSendScsiReportLunsCmdiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* buffer,
+                                                 uint32_t bufferSize, uint8_t* sense, uint32_t senseSize) {
+  SdCall c("SDSendScsiReportLunsCmdiSCSI");
+  c.arg("handle", handle).rec("target", target, size_of(target));
+  c.arg("bufferSize", bufferSize).rec("buffer", buffer, buffer ? bufferSize : 0);
+  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSendScsiInquiryCmdiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* buffer,
+                                              uint32_t bufferSize, uint8_t* sense, uint32_t senseSize) {
+  SdCall c("SDSendScsiInquiryCmdiSCSI");
+  c.arg("handle", handle).rec("target", target, size_of(target));
+  c.arg("bufferSize", bufferSize).rec("buffer", buffer, buffer ? bufferSize : 0);
+  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSendReadMBCapacity(SDMGT_HANDLE handle, TARGETINFORMATION* target,
+                                         SD_CAPACITY_INFO_STRUC* capacity) {
+  SdCall c("SDSendReadMBCapacity");
+  c.arg("handle", handle).rec("target", target, size_of(target)).rec("capacity", capacity, size_of(capacity));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- Statistics, state and logs ---------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetStatisticsiSCSI(SDMGT_HANDLE handle, HBAPORTSTATISCSI* stats) {
+  SdCall c("SDGetStatisticsiSCSI");
+  c.arg("handle", handle).rec("stats", stats, size_of(stats));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetStatisticsiSCSIExtend(SDMGT_HANDLE handle, HBAPORTSTATISCSIEXTEND* stats) {
+  SdCall c("SDGetStatisticsiSCSIExtend");
+  c.arg("handle", handle).rec("stats", stats, size_of(stats));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetStatisticsGen(SDMGT_HANDLE handle, HBAPORTSTATGEN* stats) {
+  SdCall c("SDGetStatisticsGen");
+  c.arg("handle", handle).rec("stats", stats, size_of(stats));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDResetStatisticsiSCSI(SDMGT_HANDLE handle, uint16_t port) {
+  SdCall c("SDResetStatisticsiSCSI");
+  c.arg("handle", handle).arg("port", port);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetLogs(SDMGT_HANDLE handle, uint32_t logType, uint32_t* numEntries, void* buffer) {
+  SdCall c("SDGetLogs");
+  c.arg("handle", handle).arg("logType", logType).rec("numEntries", numEntries, size_of(numEntries));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetCrashRecord(SDMGT_HANDLE handle, const char* fileName) {
+  SdCall c("SDGetCrashRecord");
+  c.arg("handle", handle).text("fileName", fileName);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- iSNS discovery ---------------------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGet_iSNSDiscoveryConfig(SDMGT_HANDLE handle, SDM_ISNS_CONFIG* config) {
+  SdCall c("SDGet_iSNSDiscoveryConfig");
+  c.arg("handle", handle).rec("config", config, size_of(config));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSet_iSNSDiscoveryConfig(SDMGT_HANDLE handle, SDM_ISNS_CONFIG config) {
+  SdCall c("SDSet_iSNSDiscoveryConfig");
+  c.arg("handle", handle).rec("config", &config, sizeof config);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetAlliSNSDiscoveredTargets(SDMGT_HANDLE handle, uint32_t* count,
+                                                  SDM_ISNS_DISCOVERED_TARGET* buffer, uint32_t bufferSize) {
+  SdCall c("SDGetAlliSNSDiscoveredTargets");
+  c.arg("handle", handle).rec("count", count, size_of(count)).arg("bufferSize", bufferSize);
+  c.rec("buffer", buffer, buffer ? bufferSize : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- IPsec security ---------------------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPOLICY* table, uint32_t* numEntries) {
+  SdCall c("SDGetSecurityPolicyTable");
+  c.arg("handle", handle).rec("numEntries", numEntries, size_of(numEntries));
+  if (numEntries) c.arg("capacity", *numEntries);
+  c.rec("table", table, table && numEntries ? size_t(*numEntries) * sizeof(SECURITYPOLICY) : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPOLICY* table, uint32_t numEntries,
+                                             uint32_t flag) {
+  SdCall c("SDSetSecurityPolicyTable");
+  c.arg("handle", handle).arg("numEntries", numEntries).arg("flag", flag);
+  c.rec("table", table, table ? size_t(numEntries) * sizeof(SECURITYPOLICY) : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetSecurityInfo(SDMGT_HANDLE handle, SECINFO* info) {
+  SdCall c("SDGetSecurityInfo");
+  c.arg("handle", handle).rec("info", info, size_of(info));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetSecurityStatsGen(SDMGT_HANDLE handle, HBASECURITYSTATS* stats) {
+  SdCall c("SDGetSecurityStatsGen");
+  c.arg("handle", handle).rec("stats", stats, size_of(stats));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetAllIKESAStatsDetails(SDMGT_HANDLE handle, IKESA* array, uint32_t* count) {
+  SdCall c("SDGetAllIKESAStatsDetails");
+  c.arg("handle", handle).rec("count", count, size_of(count));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetIPsecSACountForPolicy(SDMGT_HANDLE handle, uint32_t priority, uint32_t* count) {
+  SdCall c("SDGetIPsecSACountForPolicy");
+  c.arg("handle", handle).arg("priority", priority).rec("count", count, size_of(count));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetIPsecSAStatsDetails(SDMGT_HANDLE handle, uint32_t priority, uint32_t count, IPSECSA* array) {
+  SdCall c("SDGetIPsecSAStatsDetails");
+  c.arg("handle", handle).arg("priority", priority).arg("count", count);
+  c.rec("array", array, array ? size_t(count) * sizeof(IPSECSA) : 0);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDFlushSAs(SDMGT_HANDLE handle, uint32_t index) {
+  SdCall c("SDFlushSAs");
+  c.arg("handle", handle).arg("index", index);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- Boot configuration -----------------------------------------------------------
+
+SD_EXPORT SD_STATUS SDGetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {
+  SdCall c("SDGetBootcodeInfo");
+  c.arg("handle", handle).rec("bootcode", bootcode, size_of(bootcode));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {
+  SdCall c("SDSetBootcodeInfo");
+  c.arg("handle", handle).rec("bootcode", bootcode, size_of(bootcode));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetBootcodeDhcp(SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp) {
+  SdCall c("SDGetBootcodeDhcp");
+  c.arg("handle", handle).rec("dhcp", dhcp, size_of(dhcp));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDSetBootcodeDhcp(SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp) {
+  SdCall c("SDSetBootcodeDhcp");
+  c.arg("handle", handle).rec("dhcp", dhcp, size_of(dhcp));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDEraseBootCode(SDMGT_HANDLE handle) {
+  SdCall c("SDEraseBootCode");
+  c.arg("handle", handle);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+// --- Diagnostics and maintenance --------------------------------------------------
+
+SD_EXPORT SD_STATUS SDDiagPing(SDMGT_HANDLE handle, PING* ping) {
+  SdCall c("SDDiagPing");
+  c.arg("handle", handle).rec("ping", ping, size_of(ping));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDPerformLoopBackTest(SDMGT_HANDLE handle, uint32_t mode) {
+  SdCall c("SDPerformLoopBackTest");
+  c.arg("handle", handle).arg("mode", mode);
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDGetVPDInfo(SDMGT_HANDLE handle, VPD_INFO* vpd) {
+  SdCall c("SDGetVPDInfo");
+  c.arg("handle", handle).rec("vpd", vpd, size_of(vpd));
+  IZKSIM_NOT_SIMULATED(c);
+}
+
+SD_EXPORT SD_STATUS SDUpdateiSCSIFW(SDMGT_HANDLE handle, const char* path, uint16_t type) {
+  SdCall c("SDUpdateiSCSIFW");
+  c.arg("handle", handle).text("path", path).arg("type", type);
+  IZKSIM_NOT_SIMULATED(c);
+}

@@ -1,0 +1,438 @@
+// Process-wide simulator state, call log, faults, trace and the izksim_ API.
+#include <cerrno>
+#include <cinttypes>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "sim.hpp"
+
+namespace izksim {
+
+Sim& Sim::get() {
+  // Never destroyed: SD calls from threads still running at exit must not
+  // find a destroyed mutex.
+  static Sim* sim = new Sim();
+  return *sim;
+}
+
+static std::string scenario_file_from_env() {
+  const char* env = std::getenv("IZKSDM_SCENARIO");
+  return env ? std::string(env) : std::string();
+}
+
+void Sim::close_trace() {
+  if (trace) std::fclose(trace);
+  trace = nullptr;
+  traceFile.clear();
+}
+
+uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool keep) {
+  try {
+    json j;
+    try {
+      j = json::parse(text);
+    } catch (const json::parse_error& e) {
+      throw LoadError(origin + ": invalid JSON: " + e.what());
+    }
+    State s = load_scenario(j);
+    close_trace();
+    state = std::move(s);
+    faults.clear();
+    log.clear();
+    logBytes = 0;
+    lastError.clear();
+    loaded = true;
+    return IZKSIM_OK;
+  } catch (const LoadError& e) {
+    lastError = origin.empty() || std::strncmp(e.what(), origin.c_str(), origin.size()) == 0
+                    ? std::string(e.what())
+                    : origin + ": " + e.what();
+  } catch (const std::exception& e) {
+    lastError = origin + ": " + e.what();
+  }
+  if (!keep) {
+    close_trace();
+    state = State();
+    faults.clear();
+    log.clear();
+    logBytes = 0;
+  }
+  loaded = true;
+  // A failed reset leaves no adapters; say why where someone will see it.
+  if (!keep) std::fprintf(stderr, "izksim: %s\n", lastError.c_str());
+  return IZKSIM_ST_SCENARIO_ERROR;
+}
+
+uint32_t Sim::load_file(const std::string& path, bool keep) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    const int err = errno;
+    lastError = "cannot read scenario file \"" + path + "\": " + std::strerror(err);
+    if (!keep) {
+      close_trace();
+      state = State();
+      faults.clear();
+      log.clear();
+      logBytes = 0;
+    }
+    loaded = true;
+    if (!keep) std::fprintf(stderr, "izksim: %s\n", lastError.c_str());
+    return IZKSIM_ST_SCENARIO_ERROR;
+  }
+  std::ostringstream text;
+  text << in.rdbuf();
+  return load_text(text.str(), "scenario file \"" + path + "\"", keep);
+}
+
+uint32_t Sim::reset() {
+  const std::string file = scenario_file_from_env();
+  if (!file.empty()) return load_file(file, false);
+  return load_text(kDefaultScenario, "default scenario", false);
+}
+
+void Sim::ensure_loaded() {
+  if (!loaded) reset();
+}
+
+void Sim::append_log(CallRecord&& rec) {
+  rec.seq = nextSeq++;
+  logBytes += rec.recordBytes;
+  log.push_back(std::move(rec));
+  while (!log.empty() && (log.size() > IZKSIM_CALL_LOG_LIMIT || logBytes > IZKSIM_CALL_LOG_BYTES)) {
+    logBytes -= log.front().recordBytes;
+    log.pop_front();
+  }
+}
+
+// JSON string literal, ASCII only: UTF-8 sequences become \u escapes, bytes
+// that are not valid UTF-8 are taken as Latin-1.
+static void json_quote(std::string& out, const std::string& s) {
+  static const char digits[] = "0123456789abcdef";
+  auto u = [&](uint32_t cp) {
+    out += "\\u";
+    for (int shift = 12; shift >= 0; shift -= 4) out.push_back(digits[(cp >> shift) & 15]);
+  };
+  out.push_back('"');
+  for (size_t i = 0; i < s.size();) {
+    const unsigned char c = static_cast<unsigned char>(s[i]);
+    if (c == '"' || c == '\\') {
+      out.push_back('\\');
+      out.push_back(char(c));
+      ++i;
+    } else if (c >= 0x20 && c < 0x7F) {
+      out.push_back(char(c));
+      ++i;
+    } else if (c == '\n') {
+      out += "\\n";
+      ++i;
+    } else if (c == '\r') {
+      out += "\\r";
+      ++i;
+    } else if (c == '\t') {
+      out += "\\t";
+      ++i;
+    } else if (c < 0x80) {
+      u(c);
+      ++i;
+    } else {
+      size_t n = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 && c < 0xE0 ? 2 : 0;
+      uint32_t cp = n == 4 ? (c & 7u) : n == 3 ? (c & 15u) : (c & 31u);
+      bool ok = n != 0 && i + n <= s.size();
+      for (size_t k = 1; ok && k < n; ++k) {
+        const unsigned char cc = static_cast<unsigned char>(s[i + k]);
+        ok = (cc & 0xC0) == 0x80;
+        cp = (cp << 6) | (cc & 0x3F);
+      }
+      ok = ok && !(n == 3 && (cp < 0x800 || (cp >= 0xD800 && cp < 0xE000))) && !(n == 4 && (cp < 0x10000 || cp > 0x10FFFF));
+      if (!ok) {
+        u(c);
+        ++i;
+      } else if (cp >= 0x10000) {
+        cp -= 0x10000;
+        u(0xD800 + (cp >> 10));
+        u(0xDC00 + (cp & 0x3FF));
+        i += n;
+      } else {
+        u(cp);
+        i += n;
+      }
+    }
+  }
+  out.push_back('"');
+}
+
+std::string Sim::log_json() {
+  std::string out = "[";
+  bool first = true;
+  for (const CallRecord& r : log) {
+    if (!first) out.push_back(',');
+    first = false;
+    out += "{\"seq\":" + std::to_string(r.seq) + ",\"fn\":";
+    json_quote(out, r.fn);
+    out += ",\"args\":{";
+    for (size_t i = 0; i < r.args.size(); ++i) {
+      if (i) out.push_back(',');
+      json_quote(out, r.args[i].name);
+      out.push_back(':');
+      out += r.args[i].isSigned ? std::to_string(int64_t(r.args[i].value)) : std::to_string(r.args[i].value);
+    }
+    out += "},\"text\":{";
+    for (size_t i = 0; i < r.texts.size(); ++i) {
+      if (i) out.push_back(',');
+      json_quote(out, r.texts[i].first);
+      out.push_back(':');
+      if (r.texts[i].second)
+        json_quote(out, *r.texts[i].second);
+      else
+        out += "null";
+    }
+    out += "},\"records\":{";
+    for (size_t i = 0; i < r.records.size(); ++i) {
+      if (i) out.push_back(',');
+      json_quote(out, r.records[i].first);
+      out.push_back(':');
+      if (r.records[i].second) {
+        out.push_back('"');
+        out += to_hex(r.records[i].second->data(), r.records[i].second->size());
+        out.push_back('"');
+      } else {
+        out += "null";
+      }
+    }
+    out += "},\"status\":" + std::to_string(r.status) + "}";
+  }
+  out += "]";
+  return out;
+}
+
+// --- SdCall -------------------------------------------------------------------
+
+SdCall::SdCall(const char* fn) : sim_(Sim::get()), lock_(sim_.mu) {
+  sim_.ensure_loaded();
+  rec_.fn = fn;
+}
+
+SdCall::~SdCall() {
+  if (!finished_) done(status_);
+}
+
+SdCall& SdCall::arg(const char* name, uint32_t value) {
+  rec_.args.push_back({name, false, value});
+  return *this;
+}
+
+SdCall& SdCall::arg_signed(const char* name, int64_t value) {
+  rec_.args.push_back({name, true, uint64_t(value)});
+  return *this;
+}
+
+SdCall& SdCall::text(const char* name, const char* value) {
+  if (value)
+    rec_.texts.emplace_back(name, std::string(value));
+  else
+    rec_.texts.emplace_back(name, std::nullopt);
+  return *this;
+}
+
+SdCall& SdCall::text_n(const char* name, const char* value, size_t max) {
+  if (value)
+    rec_.texts.emplace_back(name, std::string(value, strnlen(value, max)));
+  else
+    rec_.texts.emplace_back(name, std::nullopt);
+  return *this;
+}
+
+SdCall& SdCall::rec(const char* name, const void* data, size_t size) {
+  if (data) {
+    const uint8_t* p = static_cast<const uint8_t*>(data);
+    rec_.records.emplace_back(name, Bytes(p, p + size));
+    rec_.recordBytes += size;
+  } else {
+    rec_.records.emplace_back(name, std::nullopt);
+  }
+  return *this;
+}
+
+bool SdCall::faulted() {
+  auto it = sim_.faults.find(rec_.fn);
+  if (it == sim_.faults.end()) return false;
+  status_ = it->second.status;
+  if (it->second.once) sim_.faults.erase(it);
+  return true;
+}
+
+Adapter* SdCall::open_adapter(uint32_t handle) {
+  Adapter* a = sim_.state.by_handle(handle);
+  return a && a->open ? a : nullptr;
+}
+
+uint32_t SdCall::done(uint32_t status) {
+  if (finished_) return status;
+  finished_ = true;
+  status_ = status;
+  rec_.status = status;
+  if (sim_.trace) {
+    std::string line = std::to_string(sim_.nextSeq) + " " + rec_.fn + "(";
+    bool first = true;
+    for (const CallArg& a : rec_.args) {
+      line += (first ? "" : ", ") + std::string(a.name) + "=" +
+              (a.isSigned ? std::to_string(int64_t(a.value)) : std::to_string(a.value));
+      first = false;
+    }
+    for (const auto& t : rec_.texts) {
+      line += (first ? "" : ", ") + std::string(t.first) + "=" + (t.second ? "\"" + *t.second + "\"" : "null");
+      first = false;
+    }
+    for (const auto& r : rec_.records) {
+      line += (first ? "" : ", ") + std::string(r.first) + "=" +
+              (r.second ? "[" + std::to_string(r.second->size()) + " bytes]" : "null");
+      first = false;
+    }
+    char tail[64];
+    std::snprintf(tail, sizeof tail, ") = 0x%08" PRIx32 "\n", status);
+    line += tail;
+    std::fputs(line.c_str(), sim_.trace);
+    std::fflush(sim_.trace);
+  }
+  sim_.append_log(std::move(rec_));
+  return status;
+}
+
+// --- status texts ---------------------------------------------------------------
+
+const char* status_text(uint32_t status) {
+  switch (status) {
+    case IZKSIM_OK: return "Success";
+    case IZKSIM_ST_INVALID_HANDLE: return "Invalid or closed adapter handle";
+    case IZKSIM_ST_NO_SUCH_INSTANCE: return "Adapter instance not present";
+    case IZKSIM_ST_INVALID_PARAMETER: return "Invalid parameter (null pointer or value out of range)";
+    case IZKSIM_ST_TARGET_NOT_FOUND: return "Target not found";
+    case IZKSIM_ST_LUN_NOT_FOUND: return "Logical unit not found";
+    case IZKSIM_ST_FILE_ERROR: return "File could not be opened";
+    case IZKSIM_ST_ENTRY_NOT_FOUND: return "Entry not found";
+    case IZKSIM_ST_AEN_NOT_ENABLED: return "Asynchronous events not enabled";
+    case IZKSIM_ST_TARGET_NOT_ACTIVE: return "Target session not active";
+    case IZKSIM_ST_NOT_SUPPORTED_OS: return "Request not supported on this operating system";
+    case IZKSIM_ST_OUT_OF_MEMORY: return "Out of memory";
+    case IZKSIM_ST_NOT_SUPPORTED: return "Request not supported by this adapter";
+    case IZKSIM_ST_CHECK_CONDITION: return "SCSI command completed with check condition (sense data returned)";
+    case IZKSIM_ST_BUFFER_TOO_SMALL: return "Buffer too small";
+    case IZKSIM_ST_DATA_UNDERRUN: return "SCSI command completed with data underrun";
+    case IZKSIM_ST_MORE_DATA: return "Table read partially (more entries available)";
+    case IZKSIM_ST_BOOTCODE_ERASE_NEEDED: return "Boot code region must be erased before update";
+    case IZKSIM_ST_NOT_SIMULATED: return "Function not simulated";
+    case IZKSIM_ST_SCENARIO_ERROR: return "Scenario could not be loaded";
+    default: break;
+  }
+  // Each thread has its own buffer, so two threads asking at once do not
+  // overwrite each other's text; it stays valid until that thread asks again.
+  static thread_local char unknown[40];
+  std::snprintf(unknown, sizeof unknown, "Unknown status 0x%08" PRIx32, status);
+  return unknown;
+}
+
+}  // namespace izksim
+
+// --- control API ------------------------------------------------------------------
+
+using izksim::Sim;
+
+static size_t copy_out(const std::string& text, char* buffer, size_t capacity) {
+  if (buffer && capacity > 0) {
+    const size_t n = text.size() < capacity - 1 ? text.size() : capacity - 1;
+    std::memcpy(buffer, text.data(), n);
+    buffer[n] = '\0';
+  }
+  return text.size();
+}
+
+extern "C" {
+
+IZKSIM_EXPORT int izksim_reset(void) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  return int(sim.reset());
+}
+
+IZKSIM_EXPORT int izksim_load_scenario_json(const char* json) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  if (!json) {
+    sim.lastError = "scenario text is null";
+    return int(IZKSIM_ST_SCENARIO_ERROR);
+  }
+  return int(sim.load_text(json, "", true));
+}
+
+IZKSIM_EXPORT int izksim_load_scenario_file(const char* path) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  if (!path) {
+    sim.lastError = "scenario file name is null";
+    return int(IZKSIM_ST_SCENARIO_ERROR);
+  }
+  return int(sim.load_file(path, true));
+}
+
+IZKSIM_EXPORT const char* izksim_last_error(void) {
+  static thread_local std::string copy;
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  copy = sim.lastError;
+  return copy.c_str();
+}
+
+IZKSIM_EXPORT void izksim_set_fault(const char* function, uint32_t status, int once) {
+  if (!function) return;
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  sim.faults[function] = izksim::Fault{status, once != 0};
+}
+
+IZKSIM_EXPORT void izksim_clear_faults(void) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.faults.clear();
+}
+
+IZKSIM_EXPORT size_t izksim_call_log_json(char* buffer, size_t capacity) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  return copy_out(sim.log_json(), buffer, capacity);
+}
+
+IZKSIM_EXPORT void izksim_clear_call_log(void) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.log.clear();
+  sim.logBytes = 0;
+}
+
+IZKSIM_EXPORT int izksim_push_event(uint32_t instance, uint32_t code, const uint32_t payload[7]) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  izksim::Adapter* a = sim.state.by_instance(instance);
+  if (!a) return int(IZKSIM_ST_NO_SUCH_INSTANCE);
+  a->events.push_back(izksim::make_event(code, payload));
+  while (a->events.size() > izksim::kEventQueueLimit) {
+    a->events.pop_front();
+    a->rollOver = true;
+  }
+  return 0;
+}
+
+IZKSIM_EXPORT size_t izksim_state_json(char* buffer, size_t capacity) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  return copy_out(izksim::dump_state(sim.state).dump(2, ' ', true, izksim::json::error_handler_t::replace), buffer,
+                  capacity);
+}
+
+}  // extern "C"
