@@ -34,7 +34,7 @@ uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool
     try {
       j = json::parse(text);
     } catch (const json::parse_error& e) {
-      throw LoadError(origin + ": invalid JSON: " + e.what());
+      throw LoadError((origin.empty() ? std::string() : origin + ": ") + "invalid JSON: " + e.what());
     }
     State s = load_scenario(j);
     close_trace();
