@@ -70,7 +70,7 @@ Outcome inquiry(const Lun& lun, const uint8_t* cdb) {
     put_padded(d, 8, 8, lun.vendor);
     put_padded(d, 16, 16, lun.product);
     put_padded(d, 32, 4, lun.revision);
-    put_padded(d, 36, 20, lun.serial.substr(0, 20));  // vendor-specific bytes: the serial number
+    put_padded(d, 36, 20, lun.serial.substr(0, 20));  // bytes 36..55 belong to the vendor: the serial number
     return o;
   }
   std::vector<uint8_t>& d = o.data;

@@ -8,7 +8,7 @@
 
 using namespace simtest;
 
-TEST_F(SimTest, EventsQueueUntilFetchedAndRespectTheBuffer) {
+TEST_F(SimTest, EventsQueueUntilFetchedWithinTheBuffer) {
   SDMGT_HANDLE h = open(0);
   const uint32_t payload[7] = {1, 5, 4, 0, 0, 0, 0x77};
   for (uint32_t code : {0x8010u, 0x8011u, 0x8014u}) ASSERT_EQ(0, izksim_push_event(0, code, payload));

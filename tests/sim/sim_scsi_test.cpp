@@ -43,10 +43,10 @@ TEST_F(ScsiTest, InquiryStandardDataAndVpdPages) {
   ASSERT_EQ(0u, send(0, 1, {0x12, 0, 0, 0, 36, 0}, 36));
   EXPECT_EQ("000005125b000002", data_hex(8));
   EXPECT_EQ(0, std::memcmp("ACMEDISKVault-9000      0412", data + 8, 28));
-  EXPECT_EQ(0xEE, data[36]);  // allocation length 36 respected
+  EXPECT_EQ(0xEE, data[36]);  // nothing beyond the allocation length
 
   ASSERT_EQ(0u, send(0, 1, {0x12, 0, 0, 0, 96, 0}, 96));
-  EXPECT_EQ(0, std::memcmp("AV9K0000A1L1        ", data + 36, 20));  // serial in the vendor-specific bytes
+  EXPECT_EQ(0, std::memcmp("AV9K0000A1L1        ", data + 36, 20));  // serial in the vendor bytes 36..55
 
   ASSERT_EQ(0u, send(0, 1, {0x12, 1, 0x00, 0, 255, 0}, 255));
   EXPECT_EQ("00000003008083ee", data_hex(8));

@@ -5,7 +5,7 @@
  * the device-management library and answers them from a scenario (adapters,
  * targets, LUNs, device database, events) described in JSON. Besides the SD
  * functions it exports the izksim_ functions below, which tests use to load
- * scenarios, inject failures and inspect what the product sent.
+ * scenarios, inject failures and look at what the product sent.
  *
  * Every function here and every SD function is safe to call from several
  * threads at once (one lock guards the simulator's state).
