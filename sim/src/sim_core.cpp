@@ -339,6 +339,86 @@ const char* status_text(uint32_t status) {
 
 using izksim::Sim;
 
+// Every SD function the library exports, so that a fault for a misspelt name
+// is reported instead of silently never firing.
+static const char* const kSdFunctions[] = {
+    "SDOpenDeviceiSCSI",
+    "SDCloseDeviceiSCSI",
+    "SDGetVersioniSCSI",
+    "SDGetErrorStringiSCSI",
+    "SDEnableDebugTraceiSCSI",
+    "SDStartAENPoll",
+    "SDStopAENPoll",
+    "SDEnableAeniSCSI",
+    "SDDisableAeniSCSI",
+    "SDGetAeniSCSI",
+    "SDSetAENValidTime",
+    "SDGetHbaDevicePortalPropertyiSCSI",
+    "SDGetHbaDeviceNodePropertyiSCSI",
+    "SDGetHbaDeviceDriverPropertyiSCSI",
+    "SDGetHbaDeviceChipPropertyiSCSI",
+    "SDGetHBAAlias",
+    "SDSetHBAAlias",
+    "SDGetTCPMaxWindowSize",
+    "SDSetTCPMaxWindowSize",
+    "SDGetInitFW",
+    "SDSetInitFW",
+    "SDGetFWDefaults",
+    "SDSetFWDefaults",
+    "SDRestoreDefaults",
+    "SDResetHBA",
+    "SDGetDDBEntryNum",
+    "SDGetDDBEntry",
+    "SDSetDDBEntry",
+    "SDSetDDBEntryFlashOnly",
+    "SDGetDefaultDDBEntry",
+    "SDGetInitialDDBEntry",
+    "SDSendiSCSILogout",
+    "SDGetCHAPEntryNum",
+    "SDGetCHAPTable",
+    "SDGetCHAPTableMod",
+    "SDSetCHAPTable",
+    "SDSetCHAPTableEntry",
+    "SDGetDiscPortalPropertyiSCSI",
+    "SDGetDiscNodePropertyiSCSI",
+    "SDSendScsiReportLunsCmdiSCSI",
+    "SDSendScsiInquiryCmdiSCSI",
+    "SDSendReadMBCapacity",
+    "SDSendScsiPassThruiSCSI",
+    "SDGetStatisticsiSCSI",
+    "SDGetStatisticsiSCSIExtend",
+    "SDGetStatisticsGen",
+    "SDResetStatisticsiSCSI",
+    "SDGetLogs",
+    "SDGetCrashRecord",
+    "SDGet_iSNSDiscoveryConfig",
+    "SDSet_iSNSDiscoveryConfig",
+    "SDGetAlliSNSDiscoveredTargets",
+    "SDGetSecurityPolicyTable",
+    "SDSetSecurityPolicyTable",
+    "SDGetSecurityInfo",
+    "SDGetSecurityStatsGen",
+    "SDGetAllIKESAStatsDetails",
+    "SDGetIPsecSACountForPolicy",
+    "SDGetIPsecSAStatsDetails",
+    "SDFlushSAs",
+    "SDGetBootcodeInfo",
+    "SDSetBootcodeInfo",
+    "SDGetBootcodeDhcp",
+    "SDSetBootcodeDhcp",
+    "SDEraseBootCode",
+    "SDDiagPing",
+    "SDPerformLoopBackTest",
+    "SDGetVPDInfo",
+    "SDUpdateiSCSIFW",
+};
+
+static bool is_sd_function(const char* name) {
+  for (const char* f : kSdFunctions)
+    if (std::strcmp(f, name) == 0) return true;
+  return false;
+}
+
 static size_t copy_out(const std::string& text, char* buffer, size_t capacity) {
   if (buffer && capacity > 0) {
     const size_t n = text.size() < capacity - 1 ? text.size() : capacity - 1;
@@ -388,6 +468,7 @@ IZKSIM_EXPORT const char* izksim_last_error(void) {
 
 IZKSIM_EXPORT void izksim_set_fault(const char* function, uint32_t status, int once) {
   if (!function) return;
+  if (!is_sd_function(function)) std::fprintf(stderr, "izksim: fault set for unknown function \"%s\"\n", function);
   Sim& sim = Sim::get();
   std::lock_guard<std::mutex> lock(sim.mu);
   sim.ensure_loaded();
