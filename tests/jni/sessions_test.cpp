@@ -5,6 +5,7 @@
 
 #include "adapter_sessions.h"
 #include "jni_agent_shared.h"
+#include "jni_support.h"
 #include "sim_support.h"
 #include "stdout_capture.h"
 
