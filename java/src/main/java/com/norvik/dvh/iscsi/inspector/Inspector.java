@@ -12,9 +12,7 @@ import java.util.concurrent.Callable;
 
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
-import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
-import picocli.CommandLine.Spec;
 
 /**
  * Command-line inspector: opens every adapter the device-management library knows, reports what it
@@ -31,28 +29,28 @@ public class Inspector implements Callable<Integer> {
     @Option(names = "--json", description = "Print the report as JSON instead of text.")
     boolean json;
 
-    @Spec
-    CommandSpec spec;
-
-    /** Source of the native calls; tests may substitute their own. */
-    ApiWrapper api;
+    /** The command line this inspector runs in; its writers take the report. */
+    private CommandLine commandLine;
 
     public static void main(String[] args) {
-        System.exit(run(args));
+        System.exit(commandLine().execute(args));
     }
 
-    /** Runs the command and returns its exit code (for callers that must not exit). */
-    public static int run(String... args) {
-        return new CommandLine(new Inspector()).execute(args);
+    /** A command line around a new inspector (set its writers, then {@code execute(args)}). */
+    public static CommandLine commandLine() {
+        Inspector inspector = new Inspector();
+        inspector.commandLine = new CommandLine(inspector);
+        return inspector.commandLine;
     }
 
     @Override
     public Integer call() throws IOException {
-        PrintWriter out = spec.commandLine().getOut();
-        PrintWriter err = spec.commandLine().getErr();
+        CommandLine cl = commandLine != null ? commandLine : new CommandLine(this);
+        PrintWriter out = cl.getOut();
+        PrintWriter err = cl.getErr();
         ApiWrapper wrapper;
         try {
-            wrapper = api != null ? api : new ApiWrapper();
+            wrapper = new ApiWrapper();
         } catch (LinkageError e) {
             err.println("dvh-inspect: cannot load the native library dvhiscsi: " + e.getMessage());
             err.flush();

@@ -16,8 +16,6 @@ import java.util.stream.Collectors;
 
 import org.junit.jupiter.api.Test;
 
-import picocli.CommandLine;
-
 class InspectorTest extends NativeTestBase {
 
     private String out;
@@ -26,7 +24,7 @@ class InspectorTest extends NativeTestBase {
     private void inspect(String... args) {
         StringWriter sw = new StringWriter();
         // Whatever the native side prints is kept out of the report (and out of the test log).
-        stdout(() -> exitCode = new CommandLine(new Inspector()).setOut(new PrintWriter(sw, true)).execute(args));
+        stdout(() -> exitCode = Inspector.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
         out = sw.toString();
     }
 
