@@ -6,13 +6,11 @@ import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.norvik.dvh.iscsi.jni.NativeTestBase;
 import com.norvik.dvh.iscsi.jni.SimScenarios;
-import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
 import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.util.List;
-import java.util.stream.Collectors;
 
 import org.junit.jupiter.api.Test;
 
@@ -28,10 +26,6 @@ class InspectorTest extends NativeTestBase {
         out = sw.toString();
     }
 
-    private static List<Long> args(String function, String arg) {
-        return SimControl.calls(function).stream().map((SimCall c) -> c.arg(arg)).collect(Collectors.toList());
-    }
-
     @Test
     void textReportListsTheVersionAndEveryAdapterThenClosesThem() {
         inspect();
@@ -44,8 +38,8 @@ class InspectorTest extends NativeTestBase {
                 + "\n"
                 + "Adapter 1\n"
                 + "  Opened: yes\n", out);
-        assertEquals(List.of(0L, 1L, 2L), args("SDOpenDeviceiSCSI", "instance"));
-        assertEquals(List.of((long) HANDLE_0, (long) HANDLE_1), args("SDCloseDeviceiSCSI", "handle"));
+        assertEquals(List.of(0L, 1L, 2L), argOfCalls("SDOpenDeviceiSCSI", "instance"));
+        assertEquals(List.of((long) HANDLE_0, (long) HANDLE_1), argOfCalls("SDCloseDeviceiSCSI", "handle"));
     }
 
     @Test
@@ -67,7 +61,7 @@ class InspectorTest extends NativeTestBase {
         inspect();
         assertEquals(0, exitCode);
         assertEquals("Library version: " + SimScenarios.defaultVersion() + "\nAdapters found: 0\n", out);
-        assertEquals(List.of(), args("SDCloseDeviceiSCSI", "handle"));
+        assertEquals(List.of(), argOfCalls("SDCloseDeviceiSCSI", "handle"));
     }
 
     @Test
@@ -75,8 +69,8 @@ class InspectorTest extends NativeTestBase {
         SimControl.loadScenario(SimScenarios.bareAdapters(33));
         inspect("--json");
         assertEquals(0, exitCode);
-        assertEquals(32, args("SDOpenDeviceiSCSI", "instance").size());
-        assertEquals(31L, args("SDOpenDeviceiSCSI", "instance").get(31));
-        assertEquals(32, args("SDCloseDeviceiSCSI", "handle").size());
+        assertEquals(32, argOfCalls("SDOpenDeviceiSCSI", "instance").size());
+        assertEquals(31L, argOfCalls("SDOpenDeviceiSCSI", "instance").get(31));
+        assertEquals(32, argOfCalls("SDCloseDeviceiSCSI", "handle").size());
     }
 }

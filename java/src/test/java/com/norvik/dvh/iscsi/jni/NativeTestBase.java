@@ -40,9 +40,4 @@ public abstract class NativeTestBase {
     protected static List<Long> argOfCalls(String function, String arg) {
         return calls(function).stream().map(c -> c.arg(arg)).collect(Collectors.toList());
     }
-
-    /** The line the native side prints for a failed library call, e.g. "... %x \n". */
-    protected static String hex(int status) {
-        return Integer.toHexString(status);
-    }
 }
