@@ -20,7 +20,6 @@ using marshal::Field;
 
 namespace {
 
-constexpr const char* kStringSetter = "(Ljava/lang/String;)V";
 constexpr const char* kGenericMissing = "GetMethodID call failed!\n";
 
 using PP = HBAISCSIPORTAL;
@@ -43,24 +42,24 @@ jint linkSpeedOf(const uint8_t* portal) { return (linkBits(portal) & 0x0F00) >> 
 
 constexpr Field kFirmwareInfo[] = {
     F("setFirmwareAttribute", "(I)V", DVH_FIELD(PP, FWAttr), Conv::SetInt, kGenericMissing),
-    F("setiSCSIVersion", kStringSetter, DVH_FIELD(PP, iscsiVersion), Conv::SetText, kGenericMissing)
+    F("setiSCSIVersion", kStringSetterSig, DVH_FIELD(PP, iscsiVersion), Conv::SetText, kGenericMissing)
         .nullString("NULL iSCSI version!\n"),
-    F("setOptRomVersion", kStringSetter, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
+    F("setOptRomVersion", kStringSetterSig, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
         .nullString("NULL OptROM version!\n"),
-    F("setFirmwareVersion", kStringSetter, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
+    F("setFirmwareVersion", kStringSetterSig, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
         .nullString("NULL FW version!\n"),
-    F("setChipModel", kStringSetter, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
+    F("setChipModel", kStringSetterSig, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
         .nullString("NULL Model version!\n"),
 };
 
 constexpr Field kDriverInfo[] = {
-    F("setDriverVersion", kStringSetter, DVH_FIELD(DRIVERINFO, Version), Conv::SetText, kGenericMissing)
+    F("setDriverVersion", kStringSetterSig, DVH_FIELD(DRIVERINFO, Version), Conv::SetText, kGenericMissing)
         .nullString("NULL Driver String!\n"),
     F("setDriverAttribute", "(I)V", DVH_FIELD(DRIVERINFO, Attributes), Conv::SetInt, kGenericMissing),
 };
 
 constexpr Field kChipBoard[] = {
-    F("setBoardModel", kStringSetter, DVH_FIELD(CHIPINFO, BoardType), Conv::SetText, kGenericMissing)
+    F("setBoardModel", kStringSetterSig, DVH_FIELD(CHIPINFO, BoardType), Conv::SetText, kGenericMissing)
         .nullString("NULL Board Model !\n"),
 };
 constexpr Field kChipVersion[] = {
@@ -87,17 +86,17 @@ constexpr Field kAdapterProperties[] = {
     F("setType", "(I)V", DVH_FIELD(PP, Type), Conv::SetInt, kGenericMissing),
     F("setDriverAttribute", "(I)V", DVH_FIELD(PP, DriverAttr), Conv::SetInt, kGenericMissing),
     F("setFirmwareAttribute", "(I)V", DVH_FIELD(PP, FWAttr), Conv::SetInt, kGenericMissing),
-    F("setDriverVersion", kStringSetter, DVH_FIELD(PP, DriverVersion), Conv::SetText, kGenericMissing)
+    F("setDriverVersion", kStringSetterSig, DVH_FIELD(PP, DriverVersion), Conv::SetText, kGenericMissing)
         .nullString("NULL driver version!\n"),
-    F("setFirmwareVersion", kStringSetter, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
+    F("setFirmwareVersion", kStringSetterSig, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
         .nullString("NULL FW version!\n"),
-    F("setManufacturer", kStringSetter, DVH_FIELD(PP, Manufacturer), Conv::SetText, kGenericMissing)
+    F("setManufacturer", kStringSetterSig, DVH_FIELD(PP, Manufacturer), Conv::SetText, kGenericMissing)
         .nullString("NULL Manufacture version!\n"),
-    F("setChipModel", kStringSetter, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
+    F("setChipModel", kStringSetterSig, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
         .nullString("NULL chip model!\n"),
-    F("setOptRomVersion", kStringSetter, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
+    F("setOptRomVersion", kStringSetterSig, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
         .nullString("NULL ROM version!\n"),
-    F("setSerialNumberStr", kStringSetter, DVH_FIELD(PP, SerialNum), Conv::SetText, kGenericMissing)
+    F("setSerialNumberStr", kStringSetterSig, DVH_FIELD(PP, SerialNum), Conv::SetText, kGenericMissing)
         .nullString("NULL Serial Number!\n"),
 };
 
@@ -107,7 +106,7 @@ struct AdapterLevel {
     uint16_t window;
 };
 constexpr Field kAdapterAlias[] = {
-    F("setHBA_Level_Alias", kStringSetter, DVH_FIELD(AdapterLevel, alias), Conv::SetText, kGenericMissing)
+    F("setHBA_Level_Alias", kStringSetterSig, DVH_FIELD(AdapterLevel, alias), Conv::SetText, kGenericMissing)
         .nullString("NULL HBA Level Alias!\n"),
 };
 constexpr Field kAdapterTcpWindow[] = {
@@ -133,7 +132,7 @@ jint setChipInfo(JNIEnv* env, jobject jObj, const CHIPINFO* chip)
     jint status = marshal::toJava(env, jObj, cls.get(), chip, kChipBoard);
     if (status == kStatusOk)
         status = marshal::toJava(env, jObj, cls.get(), chip, kChipVersion);
-    return status == kStatusJavaThrew ? status : kStatusOk;
+    return thrownOnly(status);
 }
 
 // Target list of the adapter with this handle, rebuilt from the device

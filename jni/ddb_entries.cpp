@@ -19,12 +19,6 @@ using marshal::Field;
 
 namespace {
 
-constexpr const char* kNodeInfoSig = "()Lcom/norvik/dvh/iscsi/model/NodeInfo;";
-constexpr const char* kDevEntrySig = "()Lcom/norvik/dvh/iscsi/model/DevEntry;";
-constexpr const char* kIPAddrGetterSig = "()Lcom/norvik/dvh/iscsi/model/IPAddr;";
-constexpr const char* kStringSetter = "(Ljava/lang/String;)V";
-constexpr const char* kStringGetter = "()Ljava/lang/String;";
-
 // --- DEVICEENTRYISCSI -> DevDBEntry -----------------------------------------
 
 using DE = DEVICEENTRYISCSI;
@@ -88,8 +82,8 @@ constexpr Field kDDBFromJava[] = {
 using NI = NODEINFOISCSI;
 
 constexpr Field kNodeNames[] = {
-    F("setiSCSIName", kStringSetter, DVH_FIELD(NI, iSCSIName), Conv::SetText, "GetMethodID call failed!\n"),
-    F("setAlias", kStringSetter, DVH_FIELD(NI, Alias), Conv::SetText, "GetMethodID call failed!\n"),
+    F("setiSCSIName", kStringSetterSig, DVH_FIELD(NI, iSCSIName), Conv::SetText, "GetMethodID call failed!\n"),
+    F("setAlias", kStringSetterSig, DVH_FIELD(NI, Alias), Conv::SetText, "GetMethodID call failed!\n"),
 };
 constexpr Field kNodePortalCount[] = {
     F("setPortalCount", "(I)V", DVH_FIELD(NI, PortalCount), Conv::SetInt, "GetMethodID setPortalCount call failed!\n"),
@@ -97,10 +91,10 @@ constexpr Field kNodePortalCount[] = {
 // The names are copied whole as long as they fit their fields; longer ones
 // are cut so that the field keeps its terminating zero.
 constexpr Field kNodeNamesFromJava[] = {
-    F("getiSCSIName", kStringGetter, DVH_FIELD(NI, iSCSIName), Conv::GetText,
+    F("getiSCSIName", kStringGetterSig, DVH_FIELD(NI, iSCSIName), Conv::GetText,
       "GetMethodID  getiSCSIName call failed!\n")
         .bound(sizeof(NI::iSCSIName) - 1),
-    F("getAlias", kStringGetter, DVH_FIELD(NI, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
+    F("getAlias", kStringGetterSig, DVH_FIELD(NI, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
         .bound(sizeof(NI::Alias) - 1),
 };
 constexpr Field kNodePortalCountFromJava[] = {
@@ -143,7 +137,7 @@ constexpr Field kDevEntryToJava[] = {
     F("setMaxOutstandingR2T", "(I)V", DVH_FIELD(DV, maxOutstandingR2T), Conv::SetInt,
       "GetMethodID setMaxOutstandingR2T call failed!\n"),
     F("setTCPOptions", "(I)V", DVH_FIELD(DV, TCPOptions), Conv::SetInt, "GetMethodID setTCPOptions call failed!\n"),
-    F("setTargetAddress", kStringSetter, DVH_FIELD(DV, targetAddr), Conv::SetText,
+    F("setTargetAddress", kStringSetterSig, DVH_FIELD(DV, targetAddr), Conv::SetText,
       "GetMethodID setTargetAddress call failed!\n")
         .nullString("NULL target Addr!\n"),
     F("setPortNumber", "(I)V", DVH_FIELD(DV, portNumber), Conv::SetInt, "GetMethodID setPortNumber call failed!\n"),
@@ -179,7 +173,7 @@ constexpr Field kDevEntryFromJava[] = {
     F("getMaxOutstandingR2T", "()I", DVH_FIELD(DV, maxOutstandingR2T), Conv::GetInt,
       "GetMethodID getMaxOutstandingR2T call failed!\n"),
     F("getTCPOptions", "()I", DVH_FIELD(DV, TCPOptions), Conv::GetInt, "GetMethodID getTCPOptions call failed!\n"),
-    F("getTargetAddress", kStringGetter, DVH_FIELD(DV, targetAddr), Conv::GetText,
+    F("getTargetAddress", kStringGetterSig, DVH_FIELD(DV, targetAddr), Conv::GetText,
       "GetMethodID getTargetAddress call failed!\n")
         .bound(sizeof(DV::targetAddr)),
     F("getPortNumber", "()I", DVH_FIELD(DV, portNumber), Conv::GetInt, "GetMethodID getPortNumber call failed!\n"),
@@ -192,14 +186,6 @@ static_assert(marshal::validTable(kDDBSessionId) && marshal::validTable(kDDBIden
                   marshal::validTable(kNodePortalCountFromJava) && marshal::validTable(kDevEntryToJava) &&
                   marshal::validTable(kDevEntryFromJava),
               "device database accessor tables");
-
-// Chains table walks: the first non-zero status ends the chain.
-#define DVH_TRY(expr)                       \
-    do {                                    \
-        jint dvh_status_ = (expr);          \
-        if (dvh_status_ != kStatusOk)       \
-            return dvh_status_;             \
-    } while (0)
 
 }  // namespace
 
@@ -230,12 +216,12 @@ jint setiSCSIDevDDBEntry(JNIEnv* env, jobject javaDevDBEntryObject, const DEVICE
     DVH_TRY(marshal::toJava(env, obj, cls.get(), pDDB, kDDBParams));
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, obj, cls.get(), "getNodeInfo", kNodeInfoSig, "GetMethodID  setiSCSIName call failed!\n",
+    DVH_TRY(getObjectField(env, obj, cls.get(), "getNodeInfo", kNodeInfoGetterSig, "GetMethodID  setiSCSIName call failed!\n",
                            "NULL javaNodeInfoObject!1\n", nodeInfo));
     DVH_TRY(setNodeInfo(env, nodeInfo.get(), &pDDB->EntryInfo));
 
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, obj, cls.get(), "getDeviceEntry", kDevEntrySig, "GetMethodID  DevEntry call failed!\n",
+    DVH_TRY(getObjectField(env, obj, cls.get(), "getDeviceEntry", kDevEntryGetterSig, "GetMethodID  DevEntry call failed!\n",
                            "NULL javaDevEntryObject!\n", devEntry));
     DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), &pDDB->DeviceInfo));
     return kStatusOk;
@@ -250,10 +236,10 @@ jint setNodeInfo(JNIEnv* env, jobject jObj, const NODEINFOISCSI* node)
     LocalRef<jclass> cls = objectClass(env, jObj);
     jint status = marshal::toJava(env, jObj, cls.get(), node, kNodeNames);
     if (status != kStatusOk)
-        return status == kStatusJavaThrew ? status : kStatusOk;
+        return thrownOnly(status);
     DVH_TRY(setIPAddr(env, jObj, &node->IPAddr, kAddrIPAddress));
     status = marshal::toJava(env, jObj, cls.get(), node, kNodePortalCount);
-    return status == kStatusJavaThrew ? status : kStatusOk;
+    return thrownOnly(status);
 }
 
 jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node)
@@ -266,15 +252,15 @@ jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node)
     LocalRef<jclass> cls = objectClass(env, obj);
     jint status = marshal::fromJava(env, obj, cls.get(), node, kNodeNamesFromJava);
     if (status != kStatusOk)
-        return status == kStatusJavaThrew ? status : kStatusOk;
+        return thrownOnly(status);
     LocalRef<jobject> address;
     status = getObjectField(env, obj, cls.get(), "getIPAddress", kIPAddrGetterSig, "GetMethodID  getIPAddr call failed!\n",
                             "NULL javaIPObject!\n", address);
     if (status != kStatusOk)
-        return status == kStatusJavaThrew ? status : kStatusOk;
+        return thrownOnly(status);
     DVH_TRY(getIPAddr(env, address.get(), &node->IPAddr));
     status = marshal::fromJava(env, obj, cls.get(), node, kNodePortalCountFromJava);
-    return status == kStatusJavaThrew ? status : kStatusOk;
+    return thrownOnly(status);
 }
 
 jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, const ISCSIDEVICE* device)
@@ -285,7 +271,7 @@ jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, const ISCSIDEVICE* device)
     }
     LocalRef<jclass> cls = objectClass(env, jObj);
     jint status = marshal::toJava(env, jObj, cls.get(), device, kDevEntryToJava);
-    return status == kStatusJavaThrew ? status : kStatusOk;
+    return thrownOnly(status);
 }
 
 jint getiSCSIDevEntry(JNIEnv* env, jobject jObj, ISCSIDEVICE* device)
@@ -296,7 +282,7 @@ jint getiSCSIDevEntry(JNIEnv* env, jobject jObj, ISCSIDEVICE* device)
     }
     LocalRef<jclass> cls = objectClass(env, jObj);
     jint status = marshal::fromJava(env, jObj, cls.get(), device, kDevEntryFromJava);
-    return status == kStatusJavaThrew ? status : kStatusOk;
+    return thrownOnly(status);
 }
 
 // ---------------------------------------------------------------------------
@@ -359,13 +345,13 @@ jint setDDBDataShared(JNIEnv* env, jint dev, jobject jHba, jobject jDDB)
     LocalRef<jclass> cls = objectClass(env, jDDB);
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, jDDB, cls.get(), "getNodeInfo", kNodeInfoSig, "GetMethodID  getNodeInfo call failed!\n",
+    DVH_TRY(getObjectField(env, jDDB, cls.get(), "getNodeInfo", kNodeInfoGetterSig, "GetMethodID  getNodeInfo call failed!\n",
                            "NULL javaNodeInfoObject!6\n", nodeInfo));
     DVH_TRY(getNodeInfo(env, nodeInfo.get(), &entry.EntryInfo));
     DVH_TRY(marshal::fromJava(env, jDDB, cls.get(), &entry, kDDBFromJava));
 
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, jDDB, cls.get(), "getDeviceEntry", kDevEntrySig,
+    DVH_TRY(getObjectField(env, jDDB, cls.get(), "getDeviceEntry", kDevEntryGetterSig,
                            "GetMethodID  getDeviceEntry call failed!\n", "NULL javaDevEntryObject!\n", devEntry));
     DVH_TRY(getiSCSIDevEntry(env, devEntry.get(), &entry.DeviceInfo));
 

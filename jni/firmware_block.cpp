@@ -21,12 +21,6 @@ using marshal::Field;
 
 namespace {
 
-constexpr const char* kInitFWSig = "()Lcom/norvik/dvh/iscsi/model/InitFW;";
-constexpr const char* kDevEntrySig = "()Lcom/norvik/dvh/iscsi/model/DevEntry;";
-constexpr const char* kNodeInfoSig = "()Lcom/norvik/dvh/iscsi/model/NodeInfo;";
-constexpr const char* kIPAddrGetterSig = "()Lcom/norvik/dvh/iscsi/model/IPAddr;";
-constexpr const char* kStringGetter = "()Ljava/lang/String;";
-
 using IF = INITFWISCSI;
 
 constexpr Field kInitFWToJava[] = {
@@ -78,9 +72,9 @@ constexpr Field kInitFWDevEntryFromJava[] = {
 };
 // The node's name and alias go into the block; the name is cut at 224 bytes.
 constexpr Field kNodeNamesIntoBlock[] = {
-    F("getiSCSIName", kStringGetter, DVH_FIELD(IF, iSCSIName), Conv::GetText, "GetMethodID  getiSCSIName call failed!\n")
+    F("getiSCSIName", kStringGetterSig, DVH_FIELD(IF, iSCSIName), Conv::GetText, "GetMethodID  getiSCSIName call failed!\n")
         .bound(224),
-    F("getAlias", kStringGetter, DVH_FIELD(IF, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
+    F("getAlias", kStringGetterSig, DVH_FIELD(IF, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
         .bound(sizeof(IF::Alias)),
 };
 constexpr Field kAdapterTcpWindowFromJava[] = {
@@ -107,13 +101,6 @@ constexpr AddressGetter kAddressGetters[] = {
     {"getSlpDa", offsetof(IF, SLPDAAddr), "GetMethodID  getSlpDa call failed!\n"},
 };
 
-#define DVH_TRY(expr)                 \
-    do {                              \
-        jint dvh_status_ = (expr);    \
-        if (dvh_status_ != kStatusOk) \
-            return dvh_status_;       \
-    } while (0)
-
 // Reads the adapter object's side of the block into `block`; 0 or the status
 // that ends setFWData before anything is written.
 jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
@@ -132,20 +119,20 @@ jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
     }
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getNodeInfo", kNodeInfoSig,
+    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getNodeInfo", kNodeInfoGetterSig,
                            "GetMethodID  getNodeInfo call failed!\n", "NULL javaNodeInfoObject!4\n", nodeInfo));
     LocalRef<jclass> nodeClass = objectClass(env, nodeInfo.get());
     DVH_TRY(marshal::fromJava(env, nodeInfo.get(), nodeClass.get(), &block, kNodeNamesIntoBlock));
 
     // The lookup of getInitFW reports itself with the alias text.
     LocalRef<jobject> initFW;
-    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getInitFW", kInitFWSig, "GetMethodID  getAlias call failed!\n",
+    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getInitFW", kInitFWGetterSig, "GetMethodID  getAlias call failed!\n",
                            "NULL javaInitFWObject!\n", initFW));
     LocalRef<jclass> initFWClass = objectClass(env, initFW.get());
     DVH_TRY(marshal::fromJava(env, initFW.get(), initFWClass.get(), &block, kInitFWFromJava));
 
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, initFW.get(), initFWClass.get(), "getDevEntry", kDevEntrySig,
+    DVH_TRY(getObjectField(env, initFW.get(), initFWClass.get(), "getDevEntry", kDevEntryGetterSig,
                            "GetMethodID  getDevEntry call failed!\n", "NULL javaDevEntryObject!\n", devEntry));
     DVH_TRY(getiSCSIDevEntry(env, devEntry.get(), &block.DeviceInfo));
     LocalRef<jclass> devEntryClass = objectClass(env, devEntry.get());
@@ -164,7 +151,7 @@ jint getInitFW(JNIEnv* env, jobject jInitFW, const INITFWISCSI* pInitFW)
     LocalRef<jclass> cls = objectClass(env, jInitFW);
     DVH_TRY(marshal::toJava(env, jInitFW, cls.get(), pInitFW, kInitFWToJava));
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, jInitFW, cls.get(), "getDevEntry", kDevEntrySig, "GetMethodID  getDevEntry call failed!\n",
+    DVH_TRY(getObjectField(env, jInitFW, cls.get(), "getDevEntry", kDevEntryGetterSig, "GetMethodID  getDevEntry call failed!\n",
                            "NULL javaDevEntryObject!\n", devEntry));
     DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), &pInitFW->DeviceInfo));
     LocalRef<jclass> devEntryClass = objectClass(env, devEntry.get());
@@ -196,7 +183,7 @@ jint getFWData(JNIEnv* env, jobject, jint dev, jobject jObj)
 
     LocalRef<jclass> cls = objectClass(env, jObj);
     LocalRef<jobject> initFW;
-    DVH_TRY(getObjectField(env, jObj, cls.get(), "getInitFW", kInitFWSig, "GetMethodID  getInitFW call failed!\n",
+    DVH_TRY(getObjectField(env, jObj, cls.get(), "getInitFW", kInitFWGetterSig, "GetMethodID  getInitFW call failed!\n",
                            "NULL javaInitFWObject!\n", initFW));
     return getInitFW(env, initFW.get(), &block);
 }
@@ -225,7 +212,7 @@ jint setFWDataShared(JNIEnv* env, jint dev, jobject jHba)
         std::printf("SDSetInitFW call failed!\n");
 
     LocalRef<jclass> hbaClass = objectClass(env, jHba);
-    jmethodID getAlias = methodId(env, hbaClass.get(), "getHBA_Level_Alias", kStringGetter);
+    jmethodID getAlias = methodId(env, hbaClass.get(), "getHBA_Level_Alias", kStringGetterSig);
     if (!getAlias) {
         std::printf("GetMethodID  getHBA_Level_Alias call failed!\n");
         return kStatusLookupFailed;

@@ -25,7 +25,24 @@ constexpr jint kStatusLookupFailed = 4097;
 constexpr jint kStatusClassNotFound = 4098;
 constexpr jint kStatusNullObject = 4099;
 
+// Returned by a routine when a Java method it called threw; Java never sees
+// the value because the pending exception is thrown on return from the
+// native method.
+constexpr jint kStatusJavaThrew = -2;
+
 constexpr const char* kModelPackage = "com/norvik/dvh/iscsi/model/";
+
+// JNI signatures of the model's accessors that several files use.
+constexpr const char* kStringSetterSig = "(Ljava/lang/String;)V";
+constexpr const char* kStringGetterSig = "()Ljava/lang/String;";
+constexpr const char* kIPAddrGetterSig = "()Lcom/norvik/dvh/iscsi/model/IPAddr;";
+constexpr const char* kNodeInfoGetterSig = "()Lcom/norvik/dvh/iscsi/model/NodeInfo;";
+constexpr const char* kDevEntryGetterSig = "()Lcom/norvik/dvh/iscsi/model/DevEntry;";
+constexpr const char* kInitFWGetterSig = "()Lcom/norvik/dvh/iscsi/model/InitFW;";
+
+// For routines whose failures only print: keeps the status of a Java
+// exception (so the caller stops), drops every other.
+inline jint thrownOnly(jint status) { return status == kStatusJavaThrew ? status : kStatusOk; }
 
 // True when a Java exception is pending (thrown by a Java method we called,
 // or an out-of-memory error of the virtual machine).
@@ -197,5 +214,13 @@ LocalRef<jstring> newStringFromField(JNIEnv* env, const void* field, size_t widt
 void boundedCopy(void* dst, const char* src, size_t bound);
 
 }  // namespace dvh
+
+// Chains the steps of a routine: the first non-zero status ends it.
+#define DVH_TRY(expr)                          \
+    do {                                       \
+        jint dvh_try_status_ = (expr);         \
+        if (dvh_try_status_ != ::dvh::kStatusOk) \
+            return dvh_try_status_;            \
+    } while (0)
 
 #endif  // DVH_JNI_SUPPORT_H

@@ -21,11 +21,6 @@
 
 namespace dvh {
 
-// Returned by the engine when a Java accessor threw; Java never sees the
-// value because the pending exception is thrown on return from the native
-// method.
-constexpr jint kStatusJavaThrew = -2;
-
 namespace marshal {
 
 enum class Conv : uint8_t {
