@@ -1,4 +1,4 @@
-package com.norvik.dvh.iscsi.inspector;
+package com.norvik.dvh.iscsi.examiner;
 
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.fasterxml.jackson.databind.SerializationFeature;
@@ -18,10 +18,10 @@ import picocli.CommandLine.Option;
  * Command-line inspector: opens every adapter the device-management library knows, reports what it
  * finds and closes them again. It only reads; nothing on the adapters is changed.
  */
-@Command(name = "dvh-inspect", mixinStandardHelpOptions = true, version = "dvh-inspect 1.0",
+@Command(name = "dvh-examine", mixinStandardHelpOptions = true, version = "dvh-examine 1.0",
         description = "Opens every iSCSI adapter, reports what the native bridge library finds and closes "
                 + "them again. Nothing on the adapters is changed.")
-public class Inspector implements Callable<Integer> {
+public class Examiner implements Callable<Integer> {
 
     /** Highest number of adapter instances the native library handles. */
     public static final int MAX_ADAPTERS = 32;
@@ -38,9 +38,9 @@ public class Inspector implements Callable<Integer> {
 
     /** A command line around a new inspector (set its writers, then {@code execute(args)}). */
     public static CommandLine commandLine() {
-        Inspector inspector = new Inspector();
-        inspector.commandLine = new CommandLine(inspector);
-        return inspector.commandLine;
+        Examiner examiner = new Examiner();
+        examiner.commandLine = new CommandLine(examiner);
+        return examiner.commandLine;
     }
 
     @Override
@@ -52,7 +52,7 @@ public class Inspector implements Callable<Integer> {
         try {
             wrapper = new ApiWrapper();
         } catch (LinkageError e) {
-            err.println("dvh-inspect: cannot load the native library dvhiscsi: " + e.getMessage());
+            err.println("dvh-examine: cannot load the native library dvhiscsi: " + e.getMessage());
             err.flush();
             return 2;
         }

@@ -1,4 +1,4 @@
-package com.norvik.dvh.iscsi.inspector;
+package com.norvik.dvh.iscsi.examiner;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
@@ -14,21 +14,21 @@ import java.util.List;
 
 import org.junit.jupiter.api.Test;
 
-class InspectorTest extends NativeTestBase {
+class ExaminerTest extends NativeTestBase {
 
     private String out;
     private int exitCode;
 
-    private void inspect(String... args) {
+    private void examine(String... args) {
         StringWriter sw = new StringWriter();
         // Whatever the native side prints is kept out of the report (and out of the test log).
-        stdout(() -> exitCode = Inspector.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
+        stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
         out = sw.toString();
     }
 
     @Test
     void textReportListsTheVersionAndEveryAdapterThenClosesThem() {
-        inspect();
+        examine();
         assertEquals(0, exitCode);
         assertEquals("Library version: " + SimScenarios.defaultVersion() + "\n"
                 + "Adapters found: 2\n"
@@ -44,7 +44,7 @@ class InspectorTest extends NativeTestBase {
 
     @Test
     void jsonReportHoldsTheSameFacts() throws Exception {
-        inspect("--json");
+        examine("--json");
         assertEquals(0, exitCode);
         JsonNode report = new ObjectMapper().readTree(out);
         assertEquals(SimScenarios.defaultVersion(), report.get("libraryVersion").asText());
@@ -58,7 +58,7 @@ class InspectorTest extends NativeTestBase {
     @Test
     void noAdaptersIsAnEmptyReport() {
         SimControl.loadScenario(SimScenarios.bareAdapters(0));
-        inspect();
+        examine();
         assertEquals(0, exitCode);
         assertEquals("Library version: " + SimScenarios.defaultVersion() + "\nAdapters found: 0\n", out);
         assertEquals(List.of(), argOfCalls("SDCloseDeviceiSCSI", "handle"));
@@ -67,7 +67,7 @@ class InspectorTest extends NativeTestBase {
     @Test
     void atMostThirtyTwoInstancesAreTried() {
         SimControl.loadScenario(SimScenarios.bareAdapters(33));
-        inspect("--json");
+        examine("--json");
         assertEquals(0, exitCode);
         assertEquals(32, argOfCalls("SDOpenDeviceiSCSI", "instance").size());
         assertEquals(31L, argOfCalls("SDOpenDeviceiSCSI", "instance").get(31));
