@@ -448,6 +448,21 @@ const Layout kDiscIscsiNode{"DISCISCSINODE",
                                 {"targetInfo", 328, Kind::Record, 136, &kTargetInformation},
                             }};
 
+const Layout kSdmBootcode{"SDMBOOTCODE",
+                          28,
+                          {
+                              // Bit 3: boot code enabled; bit 1: disabled; bit 0: spin-up delay.
+                              {"flags", 0, Kind::U16, 2},
+                              // Target ids: bits 0-6 the device database index, bit 7 valid.
+                              {"primaryId", 2, Kind::U8, 1},
+                              {"primaryLun", 4, Kind::U64, 8},
+                              {"secondaryId", 12, Kind::U8, 1},
+                              {"secondaryLun", 16, Kind::U64, 8},
+                              {"majorVersion", 24, Kind::U8, 1},
+                              {"minorVersion", 25, Kind::U8, 1},
+                              {"bootcodeValid", 26, Kind::U8, 1},
+                          }};
+
 }  // namespace layouts
 
 }  // namespace izksim

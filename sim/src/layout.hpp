@@ -99,6 +99,7 @@ extern const Layout kInitFwIscsi;       // 782
 extern const Layout kTargetInformation; // 136
 extern const Layout kDiscIscsiPortal;   // 292
 extern const Layout kDiscIscsiNode;     // 468
+extern const Layout kSdmBootcode;       // 28
 }  // namespace layouts
 
 }  // namespace izksim

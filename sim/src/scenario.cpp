@@ -37,8 +37,27 @@ Target* Adapter::find_target(uint16_t bus, uint16_t targetId) {
 
 uint32_t Adapter::next_valid_after(uint32_t index) const {
   for (auto it = ddb.upper_bound(index); it != ddb.end(); ++it)
-    if (get_le(it->second.bytes, 464, 4) != 0) return it->first;
+    if (get_le(it->second.bytes, kDdbDeviceState, 4) != 0) return it->first;
   return 0;
+}
+
+uint32_t Adapter::valid_entries() const {
+  uint32_t n = 0;
+  for (const auto& kv : ddb)
+    if (get_le(kv.second.bytes, kDdbDeviceState, 4) != 0) ++n;
+  return n;
+}
+
+uint32_t Adapter::next_valid_of(uint32_t index) const {
+  auto it = ddb.find(index);
+  if (it != ddb.end() && it->second.fixedNextValid) return uint32_t(get_le(it->second.bytes, kDdbNextValid, 4));
+  return next_valid_after(index);
+}
+
+void Adapter::set_target_state(Target& t, uint16_t state) {
+  t.state = state;
+  put_le(t.portal, 152 + 6, 2, state);  // DISCISCSIPORTAL.TargetInfo.TargetState
+  put_le(t.node, 328 + 6, 2, state);    // DISCISCSINODE.TargetInfo.TargetState
 }
 
 Adapter* State::by_handle(uint32_t handle) {
@@ -59,8 +78,8 @@ Adapter* State::by_instance(uint32_t instance) {
 static const char* const kLaterSections[] = {
     "chapTable",     "statistics",   "statisticsExtend", "statisticsGen", "connectionErrorLog",
     "arpLog",        "crashRecord",  "isnsConfig",       "isnsTargets",   "securityPolicies",
-    "securityInfo",  "securityStats", "ikeSAs",          "ipsecSAs",      "bootcode",
-    "bootcodeDhcp",  "vpd",          "defaultDdbEntry",  "diagnostics",
+    "securityInfo",  "securityStats", "ikeSAs",          "ipsecSAs",      "bootcodeDhcp",
+    "vpd",           "diagnostics",
 };
 
 static bool is_later_section(const std::string& key) {
@@ -155,14 +174,14 @@ static void load_ddb_entry(const json& j, const std::string& path, Adapter& a) {
   const uint32_t index = uint32_t(json_uint(j["index"], path + ".index", kDdbEntries - 1));
   if (a.ddb.count(index)) throw LoadError(path + ": duplicate device database index " + std::to_string(index));
   DdbEntry e;
-  e.bytes.assign(484, 0);
-  put_le(e.bytes, 460, 4, index);  // TargetID follows the index unless given
+  e.bytes.assign(kDdbEntrySize, 0);
+  put_le(e.bytes, kDdbTargetId, 4, index);  // TargetID follows the index unless given
   json fields = json::object();
   for (auto it = j.begin(); it != j.end(); ++it) {
     if (it.key() == "index") continue;
     if (it.key() == "nextValid") {
       e.fixedNextValid = true;
-      put_le(e.bytes, 472, 4, json_uint(*it, path + ".nextValid", 0xFFFFFFFFu));
+      put_le(e.bytes, kDdbNextValid, 4, json_uint(*it, path + ".nextValid", 0xFFFFFFFFu));
       continue;
     }
     fields[it.key()] = *it;
@@ -189,7 +208,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   for (auto it = j.begin(); it != j.end(); ++it) {
     static const char* const known[] = {"instance", "handle", "portal",  "node",    "driver",           "chip",
                                         "initFw",   "fwDefaults", "alias", "tcpMaxWindowSize", "ddb", "targets",
-                                        "events",   "aenEnabled"};
+                                        "events",   "aenEnabled", "defaultDdbEntry", "bootcode"};
     bool ok = is_comment_key(it.key()) || is_later_section(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
     if (!ok) throw LoadError("unknown key \"" + it.key() + "\" in " + path);
@@ -211,7 +230,12 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   if (j.contains("chip")) load_record(j["chip"], layouts::kChipInfo, a.chip, 0, path + ".chip");
   if (j.contains("initFw")) load_record(j["initFw"], layouts::kInitFwIscsi, a.initFw, 0, path + ".initFw");
   if (j.contains("fwDefaults")) load_record(j["fwDefaults"], layouts::kInitFwIscsi, a.fwDefaults, 0, path + ".fwDefaults");
-  if (j.contains("alias")) a.alias = text_field(j["alias"], path + ".alias", 64);
+  a.defaultDdb.assign(kDdbEntrySize, 0);
+  a.bootcode.assign(28, 0);
+  if (j.contains("defaultDdbEntry"))
+    load_record(j["defaultDdbEntry"], layouts::kDeviceEntryIscsi, a.defaultDdb, 0, path + ".defaultDdbEntry");
+  if (j.contains("bootcode")) load_record(j["bootcode"], layouts::kSdmBootcode, a.bootcode, 0, path + ".bootcode");
+  if (j.contains("alias")) a.alias = text_field(j["alias"], path + ".alias", kAliasMax);
   if (j.contains("tcpMaxWindowSize"))
     a.tcpMaxWindow = uint16_t(json_uint(j["tcpMaxWindowSize"], path + ".tcpMaxWindowSize", 0xFFFF));
   if (j.contains("ddb")) {
@@ -288,6 +312,8 @@ json dump_state(const State& state) {
                {"chip", dump_record(layouts::kChipInfo, a.chip, 0)},
                {"initFw", dump_record(layouts::kInitFwIscsi, a.initFw, 0)},
                {"fwDefaults", dump_record(layouts::kInitFwIscsi, a.fwDefaults, 0)},
+               {"defaultDdbEntry", dump_record(layouts::kDeviceEntryIscsi, a.defaultDdb, 0)},
+               {"bootcode", dump_record(layouts::kSdmBootcode, a.bootcode, 0)},
                {"alias", a.alias},
                {"tcpMaxWindowSize", a.tcpMaxWindow},
                {"aenEnabled", a.aenEnabled}};
@@ -295,7 +321,9 @@ json dump_state(const State& state) {
     for (const auto& kv : a.ddb) {
       json e = dump_record(layouts::kDeviceEntryIscsi, kv.second.bytes, 0);
       e["index"] = kv.first;
-      e["nextValid"] = kv.second.fixedNextValid ? uint32_t(get_le(kv.second.bytes, 472, 4)) : a.next_valid_after(kv.first);
+      // A computed NextValid is shown as a comment, so that loading the dump
+      // again keeps it computed; one the scenario pinned stays pinned.
+      e[kv.second.fixedNextValid ? "nextValid" : "//nextValid"] = a.next_valid_of(kv.first);
       ddb.push_back(e);
     }
     ja["ddb"] = ddb;

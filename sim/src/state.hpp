@@ -16,6 +16,7 @@ namespace izksim {
 constexpr size_t kLunBufferSize = 64;     // READ/WRITE BUFFER data, per LUN
 constexpr uint32_t kDdbEntries = 512;     // device database indices 0..511
 constexpr size_t kEventQueueLimit = 1024;  // per adapter; older events roll over
+constexpr size_t kAliasMax = 64;          // adapter-level alias, without its NUL
 
 struct Lun {
   uint16_t number = 0;
@@ -51,6 +52,12 @@ struct Event {
   uint16_t millis = 0;
 };
 
+// DEVICEENTRYISCSI offsets the simulator itself works with.
+constexpr size_t kDdbEntrySize = 484;
+constexpr size_t kDdbTargetId = 460;
+constexpr size_t kDdbDeviceState = 464;
+constexpr size_t kDdbNextValid = 472;
+
 struct DdbEntry {
   Bytes bytes;               // DEVICEENTRYISCSI; NextValid is filled on read
   bool fixedNextValid = false;  // the scenario gave NextValid itself
@@ -66,7 +73,9 @@ struct Adapter {
   Bytes chip;        // CHIPINFO
   Bytes initFw;      // INITFWISCSI in effect
   Bytes fwDefaults;  // INITFWISCSI defaults
-  std::string alias;
+  Bytes defaultDdb;  // DEVICEENTRYISCSI template of a new entry
+  Bytes bootcode;    // SDMBOOTCODE
+  std::string alias;  // adapter-level alias, at most kAliasMax bytes
   uint16_t tcpMaxWindow = 0;
   std::map<uint32_t, DdbEntry> ddb;  // index -> entry
   std::vector<Target> targets;
@@ -78,12 +87,18 @@ struct Adapter {
   int64_t aenValidFromMs = 0;
 
   // Sections kept for the functions that later rounds simulate (statistics,
-  // CHAP table, logs, iSNS, security, boot code, VPD), as the scenario gave them.
+  // CHAP table, logs, iSNS, security, boot DHCP options, VPD), as the scenario gave them.
   json later = json::object();
 
   Target* find_target(uint16_t bus, uint16_t targetId);
   // Index of the next valid (DeviceState != 0) entry after `index`, 0 if none.
   uint32_t next_valid_after(uint32_t index) const;
+  // Number of valid (DeviceState != 0) entries.
+  uint32_t valid_entries() const;
+  // The NextValid an entry answers with: the scenario's when it pinned it, else computed.
+  uint32_t next_valid_of(uint32_t index) const;
+  // Sets a target's state and the copies of it in its portal and node records.
+  static void set_target_state(Target& t, uint16_t state);
 };
 
 struct State {

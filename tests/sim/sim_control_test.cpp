@@ -90,10 +90,18 @@ TEST_F(SimTest, StateDumpLoadsAgain) {
   const json state = json::parse(buf.data());
   EXPECT_EQ("Norvik Storage Systems", state["adapters"][0]["portal"]["manufacturer"]);
   EXPECT_EQ(3, state["adapters"][0]["portal"]["discTargetCount"]);
-  EXPECT_EQ(1, state["adapters"][0]["ddb"][0]["nextValid"]);  // entries 0, 1, 3 valid, 5 state 1
-  EXPECT_EQ(3, state["adapters"][0]["ddb"][1]["nextValid"]);
-  EXPECT_EQ(5, state["adapters"][0]["ddb"][2]["nextValid"]);
-  EXPECT_EQ(0, state["adapters"][0]["ddb"][3]["nextValid"]);
+  // Entries 0, 1, 3, 5, 64, 300, 511 in use, 7 written with state 0. A
+  // computed NextValid is dumped as a comment, so the reload computes it again.
+  const json& ddb = state["adapters"][0]["ddb"];
+  ASSERT_EQ(8u, ddb.size());
+  EXPECT_EQ(1, ddb[0]["//nextValid"]);
+  EXPECT_EQ(3, ddb[1]["//nextValid"]);
+  EXPECT_EQ(5, ddb[2]["//nextValid"]);
+  EXPECT_EQ(64, ddb[3]["//nextValid"]);
+  EXPECT_EQ(7, ddb[4]["index"]);
+  EXPECT_EQ(64, ddb[4]["//nextValid"]);
+  EXPECT_EQ(0, ddb[7]["//nextValid"]);
+  EXPECT_FALSE(ddb[0].contains("nextValid"));
 }
 
 // --- sessions, version, texts -------------------------------------------------------
@@ -166,10 +174,10 @@ TEST_F(SimTest, FaultsOnceAndAlways) {
   EXPECT_EQ(0u, SDCloseDeviceiSCSI(100));
 
   // Functions that are not simulated still honour faults.
-  izksim_set_fault("SDGetDDBEntryNum", 0, 1);
+  izksim_set_fault("SDGetCHAPEntryNum", 0, 1);
   uint32_t count = 0;
-  EXPECT_EQ(0u, SDGetDDBEntryNum(100, &count));
-  EXPECT_EQ(IZKSIM_ST_NOT_SIMULATED, SDGetDDBEntryNum(100, &count));
+  EXPECT_EQ(0u, SDGetCHAPEntryNum(100, &count));
+  EXPECT_EQ(IZKSIM_ST_NOT_SIMULATED, SDGetCHAPEntryNum(100, &count));
 
   const std::vector<json> opens = calls_of("SDOpenDeviceiSCSI");
   ASSERT_EQ(2u, opens.size());
@@ -197,7 +205,8 @@ TEST_F(SimTest, CallLogRecordsArgumentsAndBytesAtEntry) {
   EXPECT_EQ(IZKSIM_ST_FILE_ERROR, SDEnableDebugTraceiSCSI(&h, name, -1));
   DEVICEENTRYISCSI entry;
   std::memset(&entry, 0, sizeof entry);
-  EXPECT_EQ(IZKSIM_ST_NOT_SIMULATED, SDGetDDBEntry(h, &entry, 7));
+  EXPECT_EQ(0u, SDGetDDBEntry(h, &entry, 7));
+  EXPECT_EQ(64u, entry.NextValid);
 
   const json log = call_log();
   ASSERT_EQ(4u, log.size());
@@ -220,7 +229,7 @@ TEST_F(SimTest, CallLogRecordsArgumentsAndBytesAtEntry) {
   EXPECT_EQ(json({{"handle", 100}, {"level", -1}}), log[2]["args"]);
   EXPECT_EQ("/nonexistent-dir/trace.txt", log[2]["text"]["fileName"]);
   EXPECT_EQ(uint32_t(IZKSIM_ST_FILE_ERROR), log[2]["status"].get<uint32_t>());
-  EXPECT_EQ(std::string(968, '0'), log[3]["records"]["entry"]);
+  EXPECT_EQ(std::string(968, '0'), log[3]["records"]["entry"]);  // as handed over
   EXPECT_EQ(7, log[3]["args"]["index"]);
 }
 
