@@ -1,0 +1,313 @@
+package com.norvik.dvh.iscsi.jni;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+
+import com.fasterxml.jackson.databind.ObjectMapper;
+import com.fasterxml.jackson.databind.node.ArrayNode;
+import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.model.DevDBEntry;
+import com.norvik.dvh.iscsi.model.DevEntry;
+import com.norvik.dvh.iscsi.model.IPAddr;
+import com.norvik.dvh.iscsi.model.InitFW;
+import com.norvik.dvh.iscsi.model.NodeInfo;
+
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
+import java.util.HexFormat;
+
+/**
+ * Shared pieces of the adapter configuration tests: small scenarios built in code, model objects
+ * with a distinct value in every field, the record bytes the library must receive for them, and
+ * little-endian access to record bytes from the call log.
+ */
+final class ConfigFixtures {
+
+    static final int DDB_ENTRY_SIZE = 484;
+    static final int INIT_FW_SIZE = 782;
+
+    /** A status no path of the library produces by itself, used for injected failures. */
+    static final int NOT_SUPPORTED = 0x2000002D;
+    static final String NOT_SUPPORTED_TEXT = "Request not supported by this adapter";
+
+    private static final ObjectMapper JSON = new ObjectMapper();
+
+    private ConfigFixtures() {
+    }
+
+    // --- Scenarios ----------------------------------------------------------------
+
+    /** A scenario under construction: adapters added with {@link #adapter(int)} (handle 100 + instance). */
+    static final class Scenario {
+        private final ObjectNode root = JSON.createObjectNode();
+        private final ArrayNode adapters;
+
+        Scenario() {
+            root.put("version", "IZKSDM iSCSI TEST");
+            adapters = root.putArray("adapters");
+        }
+
+        /** Adds an adapter and returns its node for further sections. */
+        ObjectNode adapter(int instance) {
+            return adapters.addObject().put("instance", instance);
+        }
+
+        String json() {
+            return SimScenarios.text(root);
+        }
+    }
+
+    /** Adds a device database entry to an adapter node and returns it. */
+    static ObjectNode ddb(ObjectNode adapter, int index, int state) {
+        ArrayNode list = adapter.has("ddb") ? (ArrayNode) adapter.get("ddb") : adapter.putArray("ddb");
+        return list.addObject().put("index", index).put("deviceState", state);
+    }
+
+    /** Puts every field of {@code e} into a scenario's DEVICEENTRYISCSI node (targetId included). */
+    static ObjectNode putEntry(ObjectNode node, DevDBEntry e) {
+        StringBuilder sid = new StringBuilder();
+        for (short b : e.getInitiatorSessionID()) {
+            sid.append(String.format("%02x", b & 0xff));
+        }
+        node.put("options", e.getOptions() & 0xff).put("control", e.getControl() & 0xff)
+                .put("exeCount", e.getExeCount()).put("targetSessionId", e.getTargetSessionID())
+                .put("initiatorSessionId", sid.toString()).put("targetId", e.getTargetID())
+                .put("deviceState", e.getState()).put("reservedFlags", e.getReservedFlags() & 0xffffffffL)
+                .put("ddbLink", e.getDDBLink()).put("chapTableIndex", e.getChapIndex())
+                .put("maxTxDataSegmentLength", e.getMaxTxDataSegmentLen())
+                .put("targetPortalGroupId", e.getTargetPortalGroupID());
+        NodeInfo n = e.getNodeInfo();
+        node.putObject("entryInfo").put("ipAddress", n.getIPAddress().toString()).put("iscsiName", n.getiSCSIName())
+                .put("alias", n.getAlias()).put("portalCount", n.getPortalCount());
+        DevEntry d = e.getDeviceEntry();
+        node.putObject("deviceInfo").put("deviceType", d.getDeviceType())
+                .put("executionThrottle", d.getExecutionThrottle())
+                .put("txTcpWindowScale", d.getTxTCPWindowScale()).put("rxTcpWindowScale", d.getRxTCPWindowScale())
+                .put("retryDelay", d.getRetryDelay()).put("iscsiOptions", d.getiSCSIOptions() & 0xffff)
+                .put("tcpOptions", d.getTCPOptions()).put("ipOptions", d.getIPOptions())
+                .put("maxRxDataSegmentLength", d.getMaxRxDataSegmentLen())
+                .put("firstBurstSize", d.getFirstBurstSize()).put("defaultTime2Wait", d.getDefaultTime2Wait())
+                .put("defaultTime2Retain", d.getDefaultTime2Retain())
+                .put("maxOutstandingR2T", d.getMaxOutstandingR2T()).put("keepAliveTimeout", d.getKeepAliveTO())
+                .put("portNumber", d.getPortNumber()).put("maxBurstSize", d.getMaxBurstSize() & 0xffff)
+                .put("taskManagementTimeout", d.getTaskManagementTimeout() & 0xffff)
+                .put("targetAddress", d.getTargetAddress());
+        return node;
+    }
+
+    /** {@code n} bytes where no two neighbours are equal and none is zero: byte i = 1 + (i * 7) % 251. */
+    static byte[] pattern(int n) {
+        byte[] b = new byte[n];
+        for (int i = 0; i < n; i++) {
+            b[i] = (byte) (1 + (i * 7) % 251);
+        }
+        return b;
+    }
+
+    static String hex(byte[] bytes) {
+        return HexFormat.of().formatHex(bytes);
+    }
+
+    // --- Record bytes ----------------------------------------------------------------
+
+    static int u8(byte[] r, int offset) {
+        return r[offset] & 0xff;
+    }
+
+    static int u16(byte[] r, int offset) {
+        return ByteBuffer.wrap(r).order(ByteOrder.LITTLE_ENDIAN).getShort(offset) & 0xffff;
+    }
+
+    static long u32(byte[] r, int offset) {
+        return ByteBuffer.wrap(r).order(ByteOrder.LITTLE_ENDIAN).getInt(offset) & 0xffffffffL;
+    }
+
+    static byte[] slice(byte[] r, int offset, int length) {
+        return Arrays.copyOfRange(r, offset, offset + length);
+    }
+
+    /** Writes into a record image the way the library's little-endian records hold values. */
+    static final class RecordImage {
+        final ByteBuffer buf;
+
+        RecordImage(byte[] start) {
+            buf = ByteBuffer.wrap(start.clone()).order(ByteOrder.LITTLE_ENDIAN);
+        }
+
+        RecordImage u8(int offset, int v) {
+            buf.put(offset, (byte) v);
+            return this;
+        }
+
+        RecordImage u16(int offset, int v) {
+            buf.putShort(offset, (short) v);
+            return this;
+        }
+
+        RecordImage u32(int offset, int v) {
+            buf.putInt(offset, v);
+            return this;
+        }
+
+        RecordImage bytes(int offset, byte[] v) {
+            for (int i = 0; i < v.length; i++) {
+                buf.put(offset + i, v[i]);
+            }
+            return this;
+        }
+
+        /** What strncpy(field, text, bound) leaves: the text's first bytes, then zeros up to bound. */
+        RecordImage text(int offset, String text, int bound) {
+            byte[] t = text.getBytes(StandardCharsets.UTF_8);
+            for (int i = 0; i < bound; i++) {
+                buf.put(offset + i, i < t.length ? t[i] : 0);
+            }
+            return this;
+        }
+
+        /** The 16 address bytes; Type and Reserved untouched. */
+        RecordImage address(int offset, IPAddr a) {
+            short[] b = a.getAddress();
+            for (int i = 0; i < 16; i++) {
+                buf.put(offset + i, (byte) b[i]);
+            }
+            return this;
+        }
+
+        byte[] bytes() {
+            return buf.array();
+        }
+    }
+
+    // --- Model objects with a distinct value in every field ---------------------------------
+
+    /** Session parameters where every field holds its own value, high bits included where they fit. */
+    static void fillDevEntry(DevEntry d, int seed) {
+        d.setDeviceType(0x0100 + seed);
+        d.setExecutionThrottle(0x8040 + seed);
+        d.setTxTCPWindowScale((short) (0x30 + seed));
+        d.setRxTCPWindowScale((short) (0xE0 + seed));
+        d.setRetryDelay((short) (0x11 + seed));
+        d.setiSCSIOptions((short) (0x8421 + seed));
+        d.setTCPOptions(0x9012 + seed);
+        d.setIPOptions(0xA023 + seed);
+        d.setMaxRxDataSegmentLen(0xB034 + seed);
+        d.setFirstBurstSize(0xC045 + seed);
+        d.setDefaultTime2Wait(0x0056 + seed);
+        d.setDefaultTime2Retain(0x0067 + seed);
+        d.setMaxOutstandingR2T(0x0078 + seed);
+        d.setKeepAliveTO(0x0089 + seed);
+        d.setPortNumber(3260 + seed);
+        d.setMaxBurstSize((short) (0xF09A + seed));
+        d.setTaskManagementTimeout((short) (0x00AB + seed));
+        d.setTargetAddress("10.77.0." + seed);
+    }
+
+    /** A device database entry for {@code targetID} with a distinct value in every field. */
+    static DevDBEntry sampleEntry(int targetID) {
+        DevDBEntry e = new DevDBEntry();
+        e.setTargetID(targetID);
+        e.setState(4);
+        e.setOptions((byte) 0xA5);
+        e.setControl((byte) 0x5A);
+        e.setExeCount(0x1234);
+        e.setTargetSessionID(0xBEEF);
+        e.setInitiatorSessionID(new short[] {0x40, 0x00, 0x01, 0x37, 0xFE, (short) (targetID & 0xff)});
+        e.setReservedFlags(0x80000011);
+        e.setDDBLink(0xCAFE);
+        e.setChapIndex(0x0102);
+        e.setMaxTxDataSegmentLen(0x8800);
+        e.setTargetPortalGroupID(0x7001);
+        NodeInfo n = e.getNodeInfo();
+        n.setiSCSIName("iqn.2009-11.com.acmedisk:vault9000.t" + targetID);
+        n.setAlias("vault-t" + targetID);
+        n.setIPAddress(IPAddr.of("10.77.1." + (targetID & 0xff)));
+        n.setPortalCount(0x8003);
+        fillDevEntry(e.getDeviceEntry(), targetID & 0x0f);
+        return e;
+    }
+
+    /**
+     * The DEVICEENTRYISCSI that setDDBData must hand to the library for {@code e}: everything from
+     * the object, and zero in what it does not take (transmit window scale, retry count, reserved
+     * bytes, RAM-only flag, NextValid, the address's type).
+     */
+    static byte[] expectedEntryRecord(DevDBEntry e) {
+        RecordImage r = new RecordImage(new byte[DDB_ENTRY_SIZE]);
+        r.u8(0, e.getOptions()).u8(1, e.getControl()).u16(2, e.getExeCount()).u16(4, e.getTargetSessionID());
+        short[] sid = e.getInitiatorSessionID();
+        for (int i = 0; i < 6 && i < sid.length; i++) {
+            r.u8(6 + i, sid[i]);
+        }
+        putDevEntry(r, 76, e.getDeviceEntry(), 0, 0);
+        NodeInfo n = e.getNodeInfo();
+        if (n.getIPAddress() != null) {
+            r.address(140, n.getIPAddress());
+        }
+        if (n.getiSCSIName() != null) {
+            r.text(160, n.getiSCSIName(), 255);
+        }
+        if (n.getAlias() != null) {
+            r.text(416, n.getAlias(), 31);
+        }
+        if (n.getIPAddress() != null) {
+            r.u16(448, n.getPortalCount());
+        }
+        r.u32(460, e.getTargetID()).u32(464, e.getState()).u32(468, e.getReservedFlags());
+        r.u16(476, e.getDDBLink()).u16(478, e.getChapIndex()).u16(480, e.getMaxTxDataSegmentLen());
+        r.u16(482, e.getTargetPortalGroupID());
+        return r.bytes();
+    }
+
+    /** ISCSIDEVICE at {@code at} from a DevEntry; the transmit window scale and retry count are given. */
+    static void putDevEntry(RecordImage r, int at, DevEntry d, int txScale, int retryCount) {
+        r.u16(at, d.getDeviceType()).u16(at + 2, d.getExecutionThrottle());
+        r.u8(at + 4, txScale).u8(at + 5, d.getRxTCPWindowScale()).u8(at + 6, retryCount).u8(at + 7, d.getRetryDelay());
+        r.u16(at + 8, d.getiSCSIOptions()).u16(at + 10, d.getTCPOptions()).u16(at + 12, d.getIPOptions());
+        r.u16(at + 14, d.getMaxRxDataSegmentLen()).u16(at + 16, d.getFirstBurstSize());
+        r.u16(at + 18, d.getDefaultTime2Wait()).u16(at + 20, d.getDefaultTime2Retain());
+        r.u16(at + 22, d.getMaxOutstandingR2T()).u16(at + 24, d.getKeepAliveTO()).u16(at + 26, d.getPortNumber());
+        r.u16(at + 28, d.getMaxBurstSize()).u16(at + 30, d.getTaskManagementTimeout());
+        if (d.getTargetAddress() != null) {
+            r.text(at + 32, d.getTargetAddress(), 32);
+        }
+    }
+
+    // --- Comparisons ------------------------------------------------------------------------
+
+    static void assertDevEntryEquals(DevEntry expected, DevEntry actual, String where) {
+        assertEquals(expected.toString(), actual.toString(), where);
+    }
+
+    static void assertNodeInfoEquals(NodeInfo expected, NodeInfo actual, String where) {
+        assertEquals(expected.getiSCSIName(), actual.getiSCSIName(), where + " iSCSI name");
+        assertEquals(expected.getAlias(), actual.getAlias(), where + " alias");
+        assertEquals(expected.getIPAddress(), actual.getIPAddress(), where + " address");
+        assertEquals(expected.getPortalCount(), actual.getPortalCount(), where + " portal count");
+    }
+
+    /** Every field of two entries except the list index. */
+    static void assertEntryEquals(DevDBEntry expected, DevDBEntry actual) {
+        String where = "entry " + expected.getTargetID();
+        assertEquals(expected.getTargetID(), actual.getTargetID(), where + " target id");
+        assertEquals(expected.getState(), actual.getState(), where + " state");
+        assertEquals(expected.getOptions(), actual.getOptions(), where + " options");
+        assertEquals(expected.getControl(), actual.getControl(), where + " control");
+        assertEquals(expected.getExeCount(), actual.getExeCount(), where + " exeCount");
+        assertEquals(expected.getTargetSessionID(), actual.getTargetSessionID(), where + " target session");
+        assertArrayEquals(expected.getInitiatorSessionID(), actual.getInitiatorSessionID(), where + " ISID");
+        assertEquals(expected.getReservedFlags(), actual.getReservedFlags(), where + " reserved flags");
+        assertEquals(expected.getDDBLink(), actual.getDDBLink(), where + " DDB link");
+        assertEquals(expected.getChapIndex(), actual.getChapIndex(), where + " CHAP index");
+        assertEquals(expected.getMaxTxDataSegmentLen(), actual.getMaxTxDataSegmentLen(), where + " max tx");
+        assertEquals(expected.getTargetPortalGroupID(), actual.getTargetPortalGroupID(), where + " TPG");
+        assertNodeInfoEquals(expected.getNodeInfo(), actual.getNodeInfo(), where);
+        assertDevEntryEquals(expected.getDeviceEntry(), actual.getDeviceEntry(), where);
+    }
+
+    static void assertInitFWEquals(InitFW expected, InitFW actual) {
+        assertEquals(expected.toString(), actual.toString());
+    }
+}
