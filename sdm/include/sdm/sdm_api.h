@@ -87,7 +87,7 @@ SD_STATUS SDSetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t t
 SD_STATUS SDSetDDBEntryFlashOnly(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID);
 // Reads the template entry for a new target.
 SD_STATUS SDGetDefaultDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry);
-// Reads the entry `index` as stored in flash (the state before the running changes).
+// Reads the initial entry for slot `index`: the template of a new entry at that index.
 SD_STATUS SDGetInitialDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index);
 // Logs a session out (and may move it to a new entry) as the record says.
 SD_STATUS SDSendiSCSILogout(SDMGT_HANDLE handle, LOGOUTISCSI* logout);
