@@ -171,91 +171,77 @@ jmethodID typedLookup(JNIEnv* env, jclass cls, const char* mName, const char* si
         std::printf("GetMethodID %s call failed!\n", mName);
     return mid;
 }
-jint afterCall(JNIEnv* env) { return thrown(env) ? kStatusJavaThrew : kStatusOk; }
+
+// Looks the setter up and calls it with `value`.
+template <class JavaValue>
+jint typedSet(JNIEnv* env, jobject jObj, const char* mName, jclass cls, const char* signature, JavaValue value)
+{
+    jmethodID mid = typedLookup(env, cls, mName, signature);
+    if (!mid)
+        return kStatusLookupFailed;
+    env->CallVoidMethod(jObj, mid, value);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// Looks the getter up, calls it with `call` and hands the answer to `store`.
+template <class Call, class Store>
+jint typedGet(JNIEnv* env, jobject jObj, const char* mName, jclass cls, const char* signature, Call call,
+              Store store)
+{
+    jmethodID mid = typedLookup(env, cls, mName, signature);
+    if (!mid)
+        return kStatusLookupFailed;
+    auto value = (env->*call)(jObj, mid);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    store(value);
+    return kStatusOk;
+}
 }  // namespace
 
 jint callBoolSetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint32_t val, uint32_t mask)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "(Z)V");
-    if (!mid)
-        return kStatusLookupFailed;
-    env->CallVoidMethod(jObj, mid, static_cast<jboolean>((val & mask) != 0));
-    return afterCall(env);
+    return typedSet(env, jObj, mName, cls, "(Z)V", static_cast<jboolean>((val & mask) != 0));
 }
 
 jint callBoolGetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint16_t* val, uint16_t mask)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "()Z");
-    if (!mid)
-        return kStatusLookupFailed;
-    jboolean on = env->CallBooleanMethod(jObj, mid);
-    if (thrown(env))
-        return kStatusJavaThrew;
-    *val = on ? static_cast<uint16_t>(*val | mask) : static_cast<uint16_t>(*val & ~mask);
-    return kStatusOk;
+    return typedGet(env, jObj, mName, cls, "()Z", &JNIEnv::CallBooleanMethod, [&](jboolean on) {
+        *val = on ? static_cast<uint16_t>(*val | mask) : static_cast<uint16_t>(*val & ~mask);
+    });
 }
 
 jint callUINT8SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint8_t val)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "(B)V");
-    if (!mid)
-        return kStatusLookupFailed;
-    env->CallVoidMethod(jObj, mid, static_cast<jbyte>(val));
-    return afterCall(env);
+    return typedSet(env, jObj, mName, cls, "(B)V", static_cast<jbyte>(val));
 }
 
 jint callUINT8GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint8_t* val)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "()B");
-    if (!mid)
-        return kStatusLookupFailed;
-    jbyte value = env->CallByteMethod(jObj, mid);
-    if (thrown(env))
-        return kStatusJavaThrew;
-    *val = static_cast<uint8_t>(value);
-    return kStatusOk;
+    return typedGet(env, jObj, mName, cls, "()B", &JNIEnv::CallByteMethod,
+                    [&](jbyte v) { *val = static_cast<uint8_t>(v); });
 }
 
 jint callUINT32SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint32_t val)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "(I)V");
-    if (!mid)
-        return kStatusLookupFailed;
-    env->CallVoidMethod(jObj, mid, static_cast<jint>(val));
-    return afterCall(env);
+    return typedSet(env, jObj, mName, cls, "(I)V", static_cast<jint>(val));
 }
 
 jint callUINT32GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint32_t* val)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "()I");
-    if (!mid)
-        return kStatusLookupFailed;
-    jint value = env->CallIntMethod(jObj, mid);
-    if (thrown(env))
-        return kStatusJavaThrew;
-    *val = static_cast<uint32_t>(value);
-    return kStatusOk;
+    return typedGet(env, jObj, mName, cls, "()I", &JNIEnv::CallIntMethod,
+                    [&](jint v) { *val = static_cast<uint32_t>(v); });
 }
 
 jint callUINT64SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint64_t val)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "(J)V");
-    if (!mid)
-        return kStatusLookupFailed;
-    env->CallVoidMethod(jObj, mid, static_cast<jlong>(val));
-    return afterCall(env);
+    return typedSet(env, jObj, mName, cls, "(J)V", static_cast<jlong>(val));
 }
 
 jint callUINT64GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint64_t* val)
 {
-    jmethodID mid = typedLookup(env, cls, mName, "()J");
-    if (!mid)
-        return kStatusLookupFailed;
-    jlong value = env->CallLongMethod(jObj, mid);
-    if (thrown(env))
-        return kStatusJavaThrew;
-    *val = static_cast<uint64_t>(value);
-    return kStatusOk;
+    return typedGet(env, jObj, mName, cls, "()J", &JNIEnv::CallLongMethod,
+                    [&](jlong v) { *val = static_cast<uint64_t>(v); });
 }
 
 namespace dvh {
