@@ -199,6 +199,24 @@ class MissingAccessorTest extends NativeTestBase {
                 functionsCalled());
     }
 
+    /** Chip properties without setChipVersion. */
+    public static class ChipBoardOnly {
+        String board;
+
+        public void setBoardModel(String board) {
+            this.board = board;
+        }
+    }
+
+    @Test
+    void aMissingChipVersionSetterIsReportedButNotReturned() {
+        ChipBoardOnly chip = new ChipBoardOnly();
+        String out = stdout(() -> status = api.getChipInfo(0, chip));
+        assertEquals(0, status);
+        assertEquals("GetMethodID setChipVersion - Obj call failed!\n", out);
+        assertEquals("", chip.board);
+    }
+
     // --- Objects for setDDBData and setFWData ----------------------------------------------
 
     /** A device database entry without getChapIndex; records every getter called. */
