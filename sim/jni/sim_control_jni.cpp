@@ -187,6 +187,14 @@ SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_pushEvent(JNIEnv* 
     throw_new(env, "java/lang/IllegalArgumentException", "no adapter with instance " + std::to_string(instance));
 }
 
+SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_advanceClock(JNIEnv* env, jclass, jint milliseconds) {
+  if (milliseconds < 0) {
+    throw_new(env, "java/lang/IllegalArgumentException", "the clock only moves forward");
+    return;
+  }
+  izksim_advance_clock(uint32_t(milliseconds));
+}
+
 SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_startCapture(JNIEnv* env, jclass) {
   std::lock_guard<std::mutex> lock(g_capture_mu);
   if (g_saved_stdout >= 0) {

@@ -1,27 +1,10 @@
 // Scenario JSON -> simulated state, and back.
-#include <chrono>
 #include <cstring>
 #include <set>
 
 #include "state.hpp"
 
 namespace izksim {
-
-int64_t now_ms() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-}
-
-Event make_event(uint32_t code, const uint32_t* payload) {
-  Event e;
-  e.code = code;
-  if (payload)
-    for (size_t i = 0; i < e.payload.size(); ++i) e.payload[i] = payload[i];
-  const int64_t ms = now_ms();
-  e.seconds = ms / 1000;
-  e.millis = uint16_t(ms % 1000);
-  return e;
-}
 
 Lun* Target::find_lun(uint16_t number) {
   for (Lun& l : luns)
@@ -58,6 +41,15 @@ void Adapter::set_target_state(Target& t, uint16_t state) {
   t.state = state;
   put_le(t.portal, 152 + 6, 2, state);  // DISCISCSIPORTAL.TargetInfo.TargetState
   put_le(t.node, 328 + 6, 2, state);    // DISCISCSINODE.TargetInfo.TargetState
+}
+
+bool Adapter::set_entry_state(uint32_t index, uint32_t state) {
+  auto it = ddb.find(index);
+  if (it == ddb.end()) return false;
+  put_le(it->second.bytes, kDdbDeviceState, 4, state);
+  for (Target& t : targets)
+    if (t.targetId == index) set_target_state(t, uint16_t(state));
+  return true;
 }
 
 Adapter* State::by_handle(uint32_t handle) {
@@ -190,17 +182,44 @@ static void load_ddb_entry(const json& j, const std::string& path, Adapter& a) {
   a.ddb.emplace(index, std::move(e));
 }
 
-static Event load_event(const json& j, const std::string& path) {
-  check_keys(j, path, {"code", "payload"});
+// The code and payload of an event or script entry.
+static Event load_event_body(const json& j, const std::string& path) {
   if (!j.contains("code")) throw LoadError(path + ": missing key \"code\"");
-  uint32_t payload[7] = {0};
+  Event e;
+  e.code = uint32_t(json_uint(j["code"], path + ".code", 0xFFFFFFFFu));
   if (j.contains("payload")) {
     require_array(j["payload"], path + ".payload");
     if (j["payload"].size() > 7) throw LoadError(path + ".payload: more than 7 words");
     for (size_t i = 0; i < j["payload"].size(); ++i)
-      payload[i] = uint32_t(json_uint(j["payload"][i], path + ".payload[" + std::to_string(i) + "]", 0xFFFFFFFFu));
+      e.payload[i] = uint32_t(json_uint(j["payload"][i], path + ".payload[" + std::to_string(i) + "]", 0xFFFFFFFFu));
   }
-  return make_event(uint32_t(json_uint(j["code"], path + ".code", 0xFFFFFFFFu)), payload);
+  return e;
+}
+
+static Event load_event(const json& j, const std::string& path) {
+  check_keys(j, path, {"code", "payload"});
+  const Event body = load_event_body(j, path);
+  return make_event(body.code, body.payload.data());
+}
+
+// {"afterSeconds": n, ...} fires once, n seconds after events were enabled;
+// {"everySeconds": n, ...} fires every n seconds, the first time after
+// "afterSeconds" when that is given too, else after n.
+static ScriptEntry load_script_entry(const json& j, const std::string& path) {
+  check_keys(j, path, {"afterSeconds", "everySeconds", "code", "payload"});
+  const Event body = load_event_body(j, path);
+  ScriptEntry s;
+  s.code = body.code;
+  s.payload = body.payload;
+  if (!j.contains("afterSeconds") && !j.contains("everySeconds"))
+    throw LoadError(path + ": needs \"afterSeconds\" or \"everySeconds\"");
+  if (j.contains("everySeconds")) {
+    s.everyMs = json_uint(j["everySeconds"], path + ".everySeconds", 0xFFFFFFFFu) * 1000;
+    if (s.everyMs == 0) throw LoadError(path + ".everySeconds: must be at least 1");
+    s.firstMs = s.everyMs;
+  }
+  if (j.contains("afterSeconds")) s.firstMs = json_uint(j["afterSeconds"], path + ".afterSeconds", 0xFFFFFFFFu) * 1000;
+  return s;
 }
 
 static Adapter load_adapter(const json& j, const std::string& path) {
@@ -208,7 +227,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   for (auto it = j.begin(); it != j.end(); ++it) {
     static const char* const known[] = {"instance", "handle", "portal",  "node",    "driver",           "chip",
                                         "initFw",   "fwDefaults", "alias", "tcpMaxWindowSize", "ddb", "targets",
-                                        "events",   "aenEnabled", "defaultDdbEntry", "bootcode"};
+                                        "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode"};
     bool ok = is_comment_key(it.key()) || is_later_section(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
     if (!ok) throw LoadError("unknown key \"" + it.key() + "\" in " + path);
@@ -261,6 +280,12 @@ static Adapter load_adapter(const json& j, const std::string& path) {
     for (size_t i = 0; i < j["events"].size(); ++i)
       a.events.push_back(load_event(j["events"][i], path + ".events[" + std::to_string(i) + "]"));
   }
+  if (j.contains("eventScript")) {
+    require_array(j["eventScript"], path + ".eventScript");
+    for (size_t i = 0; i < j["eventScript"].size(); ++i)
+      a.script.push_back(load_script_entry(j["eventScript"][i], path + ".eventScript[" + std::to_string(i) + "]"));
+  }
+  a.scriptNextMs.assign(a.script.size(), kScriptDone);
   if (j.contains("aenEnabled")) a.aenEnabled = json_bool(j["aenEnabled"], path + ".aenEnabled");
   for (auto it = j.begin(); it != j.end(); ++it)
     if (is_later_section(it.key())) a.later[it.key()] = *it;
@@ -345,6 +370,14 @@ json dump_state(const State& state) {
     json events = json::array();
     for (const Event& e : a.events) events.push_back({{"code", e.code}, {"payload", e.payload}});
     ja["events"] = events;
+    json script = json::array();
+    for (const ScriptEntry& e : a.script) {
+      json je = {{"code", e.code}, {"payload", e.payload}};
+      if (e.everyMs != 0) je["everySeconds"] = e.everyMs / 1000;
+      if (e.everyMs == 0 || e.firstMs != e.everyMs) je["afterSeconds"] = e.firstMs / 1000;
+      script.push_back(je);
+    }
+    ja["eventScript"] = script;
     for (auto it = a.later.begin(); it != a.later.end(); ++it) ja[it.key()] = *it;
     adapters.push_back(ja);
   }

@@ -1,5 +1,6 @@
 // Asynchronous event notifications: a queue per adapter, filled by the
-// scenario and izksim_push_event, drained by SDGetAeniSCSI.
+// scenario, its event script (event_script.cpp) and izksim_push_event,
+// drained by SDGetAeniSCSI.
 #include <cstring>
 
 #include "sdm/sdm_api.h"
@@ -27,6 +28,9 @@ SD_EXPORT SD_STATUS SDEnableAeniSCSI(SDMGT_HANDLE handle, uint32_t intervalMs) {
   if (c.faulted()) return c.status();
   Adapter* a = c.open_adapter(handle);
   if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
+  // The event script starts when events are switched on; enabling them
+  // again while they are on changes only the interval.
+  if (!a->aenEnabled) a->start_script();
   a->aenEnabled = true;
   a->aenIntervalMs = intervalMs;
   return c.done(IZKSIM_OK);
@@ -38,7 +42,8 @@ SD_EXPORT SD_STATUS SDDisableAeniSCSI(SDMGT_HANDLE handle, int32_t levelShutdown
   if (c.faulted()) return c.status();
   Adapter* a = c.open_adapter(handle);
   if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  // Collection stops; what was queued is discarded with it.
+  // Collection stops; what was queued is discarded with it, and the event
+  // script stops until events are enabled again (it then starts over).
   a->aenEnabled = false;
   a->events.clear();
   a->rollOver = false;

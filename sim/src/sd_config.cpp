@@ -69,16 +69,7 @@ void follow_init_fw(Adapter& a) {
   std::memcpy(a.node.data() + 130 + 276, a.initFw.data() + 412, 32);  // NodeInfoISCSI.Alias
 }
 
-// A database entry's session state changed: the target with that SCSI
-// address (the entry's index) follows it.
-void entry_state_changed(Adapter& a, uint32_t index, uint32_t state) {
-  for (izksim::Target& t : a.targets)
-    if (t.targetId == index) Adapter::set_target_state(t, uint16_t(state));
-}
-
 uint32_t entry_state(const izksim::DdbEntry& e) { return uint32_t(izksim::get_le(e.bytes, izksim::kDdbDeviceState, 4)); }
-
-void set_entry_state(izksim::DdbEntry& e, uint32_t state) { izksim::put_le(e.bytes, izksim::kDdbDeviceState, 4, state); }
 
 // Stores an entry at `targetID`. The written bytes come back unchanged from
 // SDGetDDBEntry except NextValid, which follows the database from now on.
@@ -266,11 +257,8 @@ SD_EXPORT SD_STATUS SDResetHBA(SDMGT_HANDLE handle, HBARESET* reset) {
   Adapter* a = c.open_adapter(handle);
   if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
   if (!reset) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  for (auto& kv : a->ddb) {
-    if (entry_state(kv.second) != kStateFailed) continue;
-    set_entry_state(kv.second, kStateActive);
-    entry_state_changed(*a, kv.first, kStateActive);
-  }
+  for (auto& kv : a->ddb)
+    if (entry_state(kv.second) == kStateFailed) a->set_entry_state(kv.first, kStateActive);
   return c.done(IZKSIM_OK);
 }
 
@@ -361,7 +349,6 @@ SD_EXPORT SD_STATUS SDSendiSCSILogout(SDMGT_HANDLE handle, LOGOUTISCSI* logout) 
   auto it = a->ddb.find(logout->TargetID);
   if (it == a->ddb.end() || entry_state(it->second) == 0) return c.done(IZKSIM_ST_ENTRY_NOT_FOUND);
   const uint32_t state = (logout->Options & kLogoutFreeEntry) ? 0 : kStateNoConnection;
-  set_entry_state(it->second, state);
-  entry_state_changed(*a, it->first, state);
+  a->set_entry_state(it->first, state);
   return c.done(IZKSIM_OK);
 }

@@ -39,6 +39,7 @@ uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool
     State s = load_scenario(j);
     close_trace();
     state = std::move(s);
+    start_clock(state);
     faults.clear();
     log.clear();
     logBytes = 0;
@@ -55,6 +56,7 @@ uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool
   if (!keep) {
     close_trace();
     state = State();
+    reset_clock();
     faults.clear();
     log.clear();
     logBytes = 0;
@@ -73,6 +75,7 @@ uint32_t Sim::load_file(const std::string& path, bool keep) {
     if (!keep) {
       close_trace();
       state = State();
+      reset_clock();
       faults.clear();
       log.clear();
       logBytes = 0;
@@ -265,7 +268,11 @@ bool SdCall::faulted() {
 
 Adapter* SdCall::open_adapter(uint32_t handle) {
   Adapter* a = sim_.state.by_handle(handle);
-  return a && a->open ? a : nullptr;
+  if (!a || !a->open) return nullptr;
+  // Whatever the adapter's script made happen by now has happened before
+  // this call looks at the adapter.
+  a->run_script();
+  return a;
 }
 
 uint32_t SdCall::done(uint32_t status) {
@@ -500,18 +507,23 @@ IZKSIM_EXPORT int izksim_push_event(uint32_t instance, uint32_t code, const uint
   sim.ensure_loaded();
   izksim::Adapter* a = sim.state.by_instance(instance);
   if (!a) return int(IZKSIM_ST_NO_SUCH_INSTANCE);
-  a->events.push_back(izksim::make_event(code, payload));
-  while (a->events.size() > izksim::kEventQueueLimit) {
-    a->events.pop_front();
-    a->rollOver = true;
-  }
+  a->run_script();  // script events already due come first
+  a->queue_event(izksim::make_event(code, payload));
   return 0;
+}
+
+IZKSIM_EXPORT void izksim_advance_clock(uint32_t milliseconds) {
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  izksim::advance_clock(milliseconds);
 }
 
 IZKSIM_EXPORT size_t izksim_state_json(char* buffer, size_t capacity) {
   Sim& sim = Sim::get();
   std::lock_guard<std::mutex> lock(sim.mu);
   sim.ensure_loaded();
+  for (izksim::Adapter& a : sim.state.adapters) a.run_script();
   return copy_out(izksim::dump_state(sim.state).dump(2, ' ', true, izksim::json::error_handler_t::replace), buffer,
                   capacity);
 }

@@ -52,6 +52,19 @@ struct Event {
   uint16_t millis = 0;
 };
 
+// Event codes the simulator itself acts on.
+constexpr uint32_t kAenDdbChanged = 0x8014;
+
+// One entry of an adapter's event script: an event that arrives by itself
+// `firstMs` after events were enabled and then, when `everyMs` is not 0,
+// every `everyMs` again.
+struct ScriptEntry {
+  uint32_t code = 0;
+  std::array<uint32_t, 7> payload{};
+  uint64_t firstMs = 0;
+  uint64_t everyMs = 0;  // 0: once
+};
+
 // DEVICEENTRYISCSI offsets the simulator itself works with.
 constexpr size_t kDdbEntrySize = 484;
 constexpr size_t kDdbTargetId = 460;
@@ -86,6 +99,14 @@ struct Adapter {
   uint32_t aenIntervalMs = 0;
   int64_t aenValidFromMs = 0;
 
+  // The event script runs while events are enabled, measured from when they
+  // were switched on; scriptNextMs holds each entry's next due time after
+  // that start (kScriptDone when a one-time entry has fired).
+  std::vector<ScriptEntry> script;
+  std::vector<uint64_t> scriptNextMs;
+  int64_t scriptStartMono = 0;  // mono_ms() when events were enabled
+  int64_t scriptStartWall = 0;  // now_ms() at the same moment
+
   // Sections kept for the functions that later rounds simulate (statistics,
   // CHAP table, logs, iSNS, security, boot DHCP options, VPD), as the scenario gave them.
   json later = json::object();
@@ -99,7 +120,20 @@ struct Adapter {
   uint32_t next_valid_of(uint32_t index) const;
   // Sets a target's state and the copies of it in its portal and node records.
   static void set_target_state(Target& t, uint16_t state);
+  // Sets the DeviceState of a stored database entry; the target with that
+  // index follows. Returns false when the entry is not stored.
+  bool set_entry_state(uint32_t index, uint32_t state);
+
+  // Queues an event; beyond kEventQueueLimit the oldest roll over.
+  void queue_event(const Event& e);
+  // (Re)starts the event script from its beginning, now.
+  void start_script();
+  // Queues, in due order, every script event that has fallen due since the
+  // last run, applying device database changes as the adapter would.
+  void run_script();
 };
+
+constexpr uint64_t kScriptDone = UINT64_MAX;
 
 struct State {
   std::string version;
@@ -114,9 +148,23 @@ State load_scenario(const json& scenario);
 // The state as JSON in the scenario's own schema (loadable again).
 json dump_state(const State& state);
 
-// Milliseconds since the epoch.
+// The simulator's clocks, in milliseconds: now_ms() since the epoch (event
+// time stamps, validity time), mono_ms() a monotonic count (event scripts).
+// Both run with the real clocks plus whatever advance_clock added since the
+// last scenario load.
 int64_t now_ms();
+int64_t mono_ms();
+void advance_clock(uint32_t milliseconds);
+void reset_clock();
+
+// An event stamped now; payload may be null (all zero).
 Event make_event(uint32_t code, const uint32_t* payload);
+// Sets an event's time stamp to `wallMs` milliseconds since the epoch.
+void stamp_event(Event& e, int64_t wallMs);
+// After a scenario load: clears the clock's advance, stamps the scenario's
+// queued events with the current time and starts the scripts of adapters
+// whose events the scenario enabled.
+void start_clock(State& state);
 
 }  // namespace izksim
 

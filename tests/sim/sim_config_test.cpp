@@ -57,8 +57,9 @@ TEST_F(SimTest, DeviceDatabaseCountAndWalk) {
   SDMGT_HANDLE h = open(0);
   EXPECT_EQ(7u, entry_count(h));
   EXPECT_EQ((std::vector<uint32_t>{0, 1, 3, 5, 64, 300, 511}), walk(h));
-  EXPECT_EQ(4u, entry_count(open(1)));
-  EXPECT_EQ((std::vector<uint32_t>{0, 2, 17, 200}), walk(101));
+  const SDMGT_HANDLE h1 = open(1);
+  EXPECT_EQ(4u, entry_count(h1));
+  EXPECT_EQ((std::vector<uint32_t>{0, 2, 17, 200}), walk(h1));
 
   // A slot never written: success, all zero but NextValid.
   DEVICEENTRYISCSI e;
@@ -147,7 +148,7 @@ TEST_F(SimTest, FlashOnlyAndNormalWritesShareTheDatabase) {
   const std::vector<json> normal = calls_of("SDSetDDBEntry");
   ASSERT_EQ(2u, flash.size());
   ASSERT_EQ(3u, normal.size());
-  EXPECT_EQ(json({{"handle", 100}, {"targetID", 10}}), flash[0]["args"]);
+  EXPECT_EQ(json({{"handle", h}, {"targetID", 10}}), flash[0]["args"]);
   EXPECT_EQ(bytes(&a, sizeof a), flash[0]["records"]["entry"]);
   EXPECT_EQ(11, normal[0]["args"]["targetID"]);
   EXPECT_EQ(bytes(&b, sizeof b), normal[0]["records"]["entry"]);
@@ -288,7 +289,7 @@ TEST_F(SimTest, DefaultsRestoreAndReset) {
   ASSERT_EQ(0u, SDGetInitFW(h, &running));
   EXPECT_EQ(bytes(&defaults, sizeof defaults), bytes(&running, sizeof running));
   const std::vector<json> restores = calls_of("SDRestoreDefaults");
-  EXPECT_EQ(json({{"handle", 100}, {"regionMask", 4294967294u}, {"detailMask", 4294967295u}}), restores[0]["args"]);
+  EXPECT_EQ(json({{"handle", h}, {"regionMask", 4294967294u}, {"detailMask", 4294967295u}}), restores[0]["args"]);
 
   // A reset logs the failed session (entry 64, state 6) in again.
   DEVICEENTRYISCSI e;

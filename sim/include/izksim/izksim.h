@@ -55,14 +55,15 @@ extern "C" {
 
 /* Reload the built-in default scenario, or the file named by the
  * environment variable IZKSDM_SCENARIO when it is set; clear faults, the
- * call log, event queues and the debug trace. Returns 0 or
+ * call log, event queues, the debug trace and the clock's advance
+ * (izksim_advance_clock). Returns 0 or
  * IZKSIM_ST_SCENARIO_ERROR (text in izksim_last_error). After a failed load
  * the simulator holds no adapters. */
 IZKSIM_EXPORT int izksim_reset(void);
 
 /* Replace the whole state by the scenario given as JSON text (or read from
- * a file); faults, call log, event queues and trace are cleared as by
- * izksim_reset. Returns 0 or IZKSIM_ST_SCENARIO_ERROR; on error the state
+ * a file); faults, call log, event queues, trace and clock advance are
+ * cleared as by izksim_reset. Returns 0 or IZKSIM_ST_SCENARIO_ERROR; on error the state
  * is left as it was. */
 IZKSIM_EXPORT int izksim_load_scenario_json(const char* json);
 IZKSIM_EXPORT int izksim_load_scenario_file(const char* path);
@@ -97,8 +98,20 @@ IZKSIM_EXPORT void izksim_clear_call_log(void);
 /* Queue an asynchronous event for the adapter with this instance number,
  * time-stamped now. payload may be null (all zero). Returns 0 or
  * IZKSIM_ST_NO_SUCH_INSTANCE. Events queue whether or not the adapter's
- * events are enabled; SDGetAeniSCSI delivers them once enabled. */
+ * events are enabled; SDGetAeniSCSI delivers them once enabled. The event
+ * is only queued: unlike a scripted device database change (0x8014), it
+ * changes nothing in the adapter's state. */
 IZKSIM_EXPORT int izksim_push_event(uint32_t instance, uint32_t code, const uint32_t payload[7]);
+
+/* Move the simulator's clock forward by `milliseconds`, as if that much time
+ * had passed: the elapsed time that drives the adapters' event scripts, the
+ * time stamps of events queued from now on (scripted or pushed) and the time
+ * SDSetAENValidTime(handle, 0) takes as "now" all move with it, so tests see
+ * scripted events without sleeping. The clock never moves back except on
+ * izksim_reset or a scenario load, which return it to the real time. Due
+ * script events are queued the next time the adapter is looked at (any SD
+ * call on its handle, izksim_push_event, izksim_state_json). */
+IZKSIM_EXPORT void izksim_advance_clock(uint32_t milliseconds);
 
 /* The current state (adapters as loaded and as changed by SD calls) as
  * JSON, with the same length convention as izksim_call_log_json. */

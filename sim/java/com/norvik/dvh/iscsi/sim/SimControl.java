@@ -23,7 +23,7 @@ public final class SimControl {
 
   private SimControl() {}
 
-  /** Reloads the default scenario (or $IZKSDM_SCENARIO); clears faults, call log, events, trace. */
+  /** Reloads the default scenario (or $IZKSDM_SCENARIO); clears faults, call log, events, trace, clock. */
   public static native void reset();
 
   /** Replaces the state with the scenario given as JSON text; IllegalArgumentException on errors. */
@@ -47,6 +47,13 @@ public final class SimControl {
 
   /** Queues an event for the adapter with this instance number; up to 7 payload words, rest 0. */
   public static native void pushEvent(int instance, int code, int[] payload);
+
+  /**
+   * Moves the simulator's clock {@code ms} milliseconds forward (IllegalArgumentException when
+   * negative): adapters' event scripts see that much more time elapsed, and events queued from
+   * now on are stamped that much later. {@link #reset} and scenario loads return to real time.
+   */
+  public static native void advanceClock(int ms);
 
   /** Flushes C stdout and redirects file descriptor 1 into a temporary file. */
   public static native void startCapture();

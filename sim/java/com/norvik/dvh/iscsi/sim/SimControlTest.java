@@ -7,7 +7,11 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.ObjectMapper;
 import com.norvik.dvh.iscsi.jni.ApiWrapper;
+import com.norvik.dvh.iscsi.model.HBA;
+import java.util.ArrayList;
 import java.util.List;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
@@ -29,7 +33,7 @@ class SimControlTest {
   }
 
   @Test
-  void callsCarryArgumentsTextsAndRecords() {
+  void callsCarryArgumentsTextsAndRecords() throws Exception {
     assertTrue(API.openDevice(1));
     API.enableSdmTrace(1, "/nonexistent-dir/trace.txt");
     List<SimCall> opens = SimControl.calls("SDOpenDeviceiSCSI");
@@ -44,7 +48,7 @@ class SimControlTest {
     assertNull(open.record("nothing"));
 
     SimCall trace = SimControl.calls("SDEnableDebugTraceiSCSI").get(0);
-    assertEquals(101, trace.arg("handle"));
+    assertEquals(handleOf(1), trace.arg("handle"));
     assertEquals(-1, trace.arg("level"));
     assertEquals("/nonexistent-dir/trace.txt", trace.text("fileName"));
     assertNull(trace.text("other"));
@@ -53,6 +57,47 @@ class SimControlTest {
 
     SimControl.clearCallLog();
     assertEquals("[]", SimControl.callLogJson());
+  }
+
+  /** The handle the simulator gives the adapter with this instance number. */
+  private static long handleOf(int instance) throws Exception {
+    for (JsonNode a : new ObjectMapper().readTree(SimControl.stateJson()).get("adapters")) {
+      if (a.get("instance").asInt() == instance) {
+        return a.get("handle").asLong();
+      }
+    }
+    throw new AssertionError("no adapter " + instance);
+  }
+
+  /** A management host: records the update masks jniAENCallBack is called with. */
+  public static class Host {
+    final List<Integer> masks = new ArrayList<>();
+
+    public int jniAENCallBack(int instance, int updateMask, int numHwHBAs) {
+      masks.add(updateMask);
+      return 0;
+    }
+  }
+
+  @Test
+  void scriptedEventsReachTheProductWhenTheClockMoves() {
+    SimControl.loadScenario("{\"adapters\": [{\"instance\": 0, \"handle\": 3,"
+        + " \"ddb\": [{\"index\": 0, \"deviceState\": 4}, {\"index\": 5, \"deviceState\": 6}],"
+        + " \"eventScript\": [{\"everySeconds\": 5, \"code\": \"0x8019\"},"
+        + " {\"afterSeconds\": 2, \"code\": \"0x8014\", \"payload\": [1, 5, 4, 0]},"
+        + " {\"afterSeconds\": 4, \"code\": \"0x8014\", \"payload\": [1, 0, 4, 0]}]}]}");
+    Host host = new Host();
+    SimControl.captureStdout(() -> {
+      assertTrue(API.openDevice(0));
+      API.getiSCSIHBAData(0, new HBA(0));  // records entries 0 (state 4) and 5 (state 6)
+      assertEquals(0, API.enableAENsForDevice(0, 2, host));
+      SimControl.advanceClock(2000);
+      assertEquals(0, API.getAENsForDevice(0, 1, host));
+      SimControl.advanceClock(3000);  // a heartbeat and entry 0 staying as recorded
+      assertEquals(0, API.getAENsForDevice(0, 1, host));
+    });
+    assertEquals(List.of(0x20), host.masks);
+    assertThrows(IllegalArgumentException.class, () -> SimControl.advanceClock(-1));
   }
 
   @Test
