@@ -24,10 +24,14 @@ import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.Callable;
+import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.TimeUnit;
 
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.ITypeConverter;
 import picocli.CommandLine.Option;
+import picocli.CommandLine.TypeConversionException;
 
 /**
  * dvh-examine: opens every adapter the device-management library knows, reads its properties, its
@@ -40,6 +44,10 @@ import picocli.CommandLine.Option;
  * generated launcher does, to the file named by the system property {@value #REPORT_PROPERTY}
  * (the launcher passes the original standard output there and moves the process's standard output,
  * and with it the native lines, to standard error).
+ *
+ * <p>With {@code --watch SECONDS} it reports the adapters' asynchronous events instead, as they come
+ * (see {@link Watch}); the native lines then come between the watch's lines unless they are moved
+ * away as the launcher does.
  */
 @Command(name = "dvh-examine", mixinStandardHelpOptions = true, version = "dvh-examine 1.1",
         description = {
@@ -47,13 +55,22 @@ import picocli.CommandLine.Option;
                     + "database as the native bridge library reads them, and closes the adapters again. "
                     + "Nothing on the adapters is changed.",
             "",
+            "With --watch SECONDS the adapters' asynchronous events are watched instead of reported on: "
+                    + "event collection is switched on for every adapter, each adapter is asked for its "
+                    + "events about once a second, every notification is printed as it arrives (time since "
+                    + "the start, adapter, event kinds; with --json one JSON object per line), and at the "
+                    + "end collection is switched off, the adapters are closed and the notifications per "
+                    + "adapter are counted. Ctrl-C ends the watch early in the same way.",
+            "",
             "The native library writes diagnostic lines to standard output; the dvh-examine launcher "
                     + "moves them to standard error, so standard output holds the report alone."},
         exitCodeListHeading = "Exit codes:%n",
         exitCodeList = {
-            "0:every adapter was read in full",
-            "1:the report is incomplete: a native call failed (see the problems listed per adapter)",
-            "2:the native library could not be loaded or the report could not be written"})
+            "0:every adapter was read in full (with --watch: every native call of the watch succeeded)",
+            "1:the report is incomplete: a native call failed (see the problems listed per adapter; with "
+                    + "--watch, the problem lines)",
+            "2:the native library could not be loaded, the report could not be written, or the command "
+                    + "line is wrong"})
 public class Examiner implements Callable<Integer> {
 
     /** Highest number of adapter instances the native library handles. */
@@ -66,11 +83,39 @@ public class Examiner implements Callable<Integer> {
     boolean json;
 
     @Option(names = {"-o", "--output"}, paramLabel = "FILE",
-            description = "Write the report to FILE instead of standard output.")
+            description = "Write the report (with --watch: its lines) to FILE instead of standard output.")
     File output;
+
+    @Option(names = "--watch", paramLabel = "SECONDS", converter = PositiveSeconds.class,
+            description = "Instead of the report, watch the adapters' asynchronous events for SECONDS "
+                    + "seconds (a whole number above 0); with --json one JSON object per line.")
+    Integer watchSeconds;
 
     /** The command line this examiner runs in; its writers take the report. */
     private CommandLine commandLine;
+
+    /** Clock and wait of the watch. */
+    private Watch.Timing timing = Watch.Timing.SYSTEM;
+
+    /** How long a shutdown (Ctrl-C) waits for the watch to switch events off and close the adapters. */
+    static final long STOP_WAIT_SECONDS = 10;
+
+    /** A whole number of seconds above 0. */
+    static class PositiveSeconds implements ITypeConverter<Integer> {
+        @Override
+        public Integer convert(String value) {
+            int seconds;
+            try {
+                seconds = Integer.parseInt(value);
+            } catch (NumberFormatException e) {
+                throw new TypeConversionException("'" + value + "' is not a whole number of seconds");
+            }
+            if (seconds <= 0) {
+                throw new TypeConversionException(seconds + " is not a positive number of seconds");
+            }
+            return seconds;
+        }
+    }
 
     public static void main(String[] args) {
         CommandLine cl = commandLine();
@@ -92,7 +137,13 @@ public class Examiner implements Callable<Integer> {
 
     /** A command line around a new examiner (set its writers, then {@code execute(args)}). */
     public static CommandLine commandLine() {
+        return commandLine(Watch.Timing.SYSTEM);
+    }
+
+    /** A command line around a new examiner whose watch uses {@code timing}. */
+    static CommandLine commandLine(Watch.Timing timing) {
         Examiner examiner = new Examiner();
+        examiner.timing = timing;
         examiner.commandLine = new CommandLine(examiner);
         return examiner.commandLine;
     }
@@ -108,6 +159,9 @@ public class Examiner implements Callable<Integer> {
             err.println("dvh-examine: cannot load the native library dvhiscsi: " + e.getMessage());
             err.flush();
             return 2;
+        }
+        if (watchSeconds != null) {
+            return watch(cl, wrapper);
         }
         // Every native call is made here, before any of the report is written.
         Report report = collect(wrapper);
@@ -158,6 +212,80 @@ public class Examiner implements Callable<Integer> {
             }
         }
         return report;
+    }
+
+    /**
+     * Opens instances 0, 1, ... until one fails to open, watches their events, and closes them. A
+     * shutdown of the JVM (Ctrl-C) meanwhile stops the watch and waits until the adapters are closed.
+     */
+    private int watch(CommandLine cl, ApiWrapper api) {
+        PrintWriter err = cl.getErr();
+        PrintWriter out = cl.getOut();
+        if (output != null) {
+            try {
+                out = new PrintWriter(output, StandardCharsets.UTF_8);
+            } catch (IOException e) {
+                err.println("dvh-examine: cannot write " + output + ": " + e.getMessage());
+                err.flush();
+                return 2;
+            }
+        }
+        api.initJNINative();
+        List<Integer> opened = new ArrayList<>();
+        CountDownLatch done = new CountDownLatch(1);
+        // The watch once it runs, and whether a stop came before it did.
+        Watch[] running = new Watch[1];
+        boolean[] stopped = new boolean[1];
+        Thread hook = new Thread(() -> {
+            synchronized (running) {
+                stopped[0] = true;
+                if (running[0] != null) {
+                    running[0].requestStop();
+                }
+            }
+            try {
+                done.await(STOP_WAIT_SECONDS, TimeUnit.SECONDS);
+            } catch (InterruptedException e) {
+                Thread.currentThread().interrupt();
+            }
+        }, "dvh-examine-stop");
+        Runtime.getRuntime().addShutdownHook(hook);
+        int code;
+        try {
+            for (int instance = 0; instance < MAX_ADAPTERS; instance++) {
+                if (!api.openDevice(instance)) {
+                    break;
+                }
+                opened.add(instance);
+            }
+            Watch w = new Watch(api, opened, watchSeconds, json, out, timing);
+            synchronized (running) {
+                running[0] = w;
+                if (stopped[0]) {
+                    w.requestStop();
+                }
+            }
+            code = w.run();
+        } finally {
+            for (int instance : opened) {
+                api.closeDevice(instance);
+            }
+            if (output != null) {
+                out.close();
+            }
+            done.countDown();
+            try {
+                Runtime.getRuntime().removeShutdownHook(hook);
+            } catch (IllegalStateException e) {
+                // The JVM is shutting down: the hook is running and has just been released.
+            }
+        }
+        if (out.checkError()) {
+            err.println("dvh-examine: cannot write the watch's lines" + (output != null ? " to " + output : ""));
+            err.flush();
+            return 2;
+        }
+        return code;
     }
 
     static String toJson(Report report) throws IOException {
