@@ -40,11 +40,11 @@ TEST_F(Sessions, HandleTableAndRegistryFollowOpensAndCloses)
 {
     ASSERT_TRUE(dvh::openDeviceShared(0));
     ASSERT_TRUE(dvh::openDeviceShared(1));
-    EXPECT_EQ(100u, dvh::handleAt(0));
-    EXPECT_EQ(101u, dvh::handleAt(1));
+    EXPECT_EQ(10u, dvh::handleAt(0));
+    EXPECT_EQ(11u, dvh::handleAt(1));
     EXPECT_EQ((std::vector<uint32_t>{0, 1}), registryNumbers());
-    ASSERT_NE(nullptr, FindHbaDeviceInHbaList(101));
-    EXPECT_EQ(1u, FindHbaDeviceInHbaList(101)->HbaNumber);
+    ASSERT_NE(nullptr, FindHbaDeviceInHbaList(11));
+    EXPECT_EQ(1u, FindHbaDeviceInHbaList(11)->HbaNumber);
 
     // An absent instance changes nothing and prints nothing.
     StdoutCapture quiet;
@@ -65,14 +65,14 @@ TEST_F(Sessions, HandleTableAndRegistryFollowOpensAndCloses)
     // Closing one adapter discards every registry record but keeps the other handle.
     EXPECT_TRUE(dvh::closeDeviceShared(1));
     EXPECT_EQ(0u, dvh::handleAt(1));
-    EXPECT_EQ(100u, dvh::handleAt(0));
+    EXPECT_EQ(10u, dvh::handleAt(0));
     EXPECT_TRUE(registryNumbers().empty());
 
     // A failed close keeps the entry and still empties the registry.
     ASSERT_TRUE(dvh::openDeviceShared(1));
     izksim_set_fault("SDCloseDeviceiSCSI", 0x20000001u, 1);
     EXPECT_FALSE(dvh::closeDeviceShared(1));
-    EXPECT_EQ(101u, dvh::handleAt(1));
+    EXPECT_EQ(11u, dvh::handleAt(1));
     EXPECT_TRUE(registryNumbers().empty());
 }
 
@@ -87,7 +87,7 @@ TEST_F(Sessions, LibrarySeesInstancesAndHandles)
     EXPECT_EQ(1, opens[0]["args"]["instance"]);
     auto closes = simCalls("SDCloseDeviceiSCSI");
     ASSERT_EQ(3u, closes.size());
-    EXPECT_EQ(101, closes[0]["args"]["handle"]);
+    EXPECT_EQ(11, closes[0]["args"]["handle"]);
     EXPECT_EQ(0, closes[1]["args"]["handle"]);
     EXPECT_EQ(0, closes[2]["args"]["handle"]);
 }
@@ -149,7 +149,7 @@ TEST_F(Sessions, TraceSwitch)
     EXPECT_EQ(0, dvh::enableSdmTraceShared(1, file.c_str()));
     auto calls = simCalls("SDEnableDebugTraceiSCSI");
     ASSERT_EQ(1u, calls.size());
-    EXPECT_EQ(101, calls[0]["args"]["handle"]);
+    EXPECT_EQ(11, calls[0]["args"]["handle"]);
     EXPECT_EQ(-1, calls[0]["args"]["level"]);
     EXPECT_EQ(file, calls[0]["text"]["fileName"]);
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Default scenario, adapter 0 (handle 100): target 0 answers page 0x83 on
+// Default scenario, adapter 0 (handle 10): target 0 answers page 0x83 on
 // LUNs 0..2, target 1's LUN 0 refuses the page.
 class Wwuln : public SimTest {
 protected:
@@ -49,7 +49,7 @@ protected:
 TEST_F(Wwuln, Page83AnswerGivesTheIdentifierAtTheOffset)
 {
     address(0);
-    EXPECT_EQ("Info: WWULN on HBA[100]-TID=0, B:0 T:0 L:1, Offset=8, WWULN=50-a-cd-e1-0-a1-0-1  "
+    EXPECT_EQ("Info: WWULN on HBA[10]-TID=0, B:0 T:0 L:1, Offset=8, WWULN=50-a-cd-e1-0-a1-0-1  "
               "Sense Key:0x0, asc:0x0, ascq:0x0.\r\nLUN Data\n",
               query(1));
     const uint8_t expected[8] = {0x50, 0x0a, 0xcd, 0xe1, 0x00, 0xa1, 0x00, 0x01};

@@ -57,7 +57,7 @@ TEST_F(SimTest, ScenarioErrorsNameTheProblemAndKeepTheState) {
   // The default scenario is still in place after the failed loads.
   SDMGT_HANDLE h = 0;
   EXPECT_EQ(0u, SDOpenDeviceiSCSI(1, &h));
-  EXPECT_EQ(101u, h);
+  EXPECT_EQ(11u, h);
 }
 
 TEST_F(SimTest, EnvironmentNamesTheScenarioReadOnReset) {

@@ -133,7 +133,7 @@ class AdapterDataTest extends NativeTestBase {
         HBA hba = new HBA();
         String out = stdout(() -> status = api.getiSCSIHBAData(0, hba));
         assertEquals(NOT_SUPPORTED, status);
-        assertTrue(out.contains("\n** Getting HBA Port DDB Data From HBA[handle]=100, DDBIndex=0 ***** \n"
+        assertTrue(out.contains("\n** Getting HBA Port DDB Data From HBA[handle]=" + HANDLE_0 + ", DDBIndex=0 ***** \n"
                 + "SDGetDDBEntry call failed! 2000002d\n"), out);
         // The failed read leaves a zero record (NextValid 0): index 1 follows, which jumps to 3.
         // Only two objects can be made, so the walk reads to the end of the database.

@@ -39,7 +39,10 @@ final class ConfigFixtures {
 
     // --- Scenarios ----------------------------------------------------------------
 
-    /** A scenario under construction: adapters added with {@link #adapter(int)} (handle 100 + instance). */
+    /**
+     * A scenario under construction: adapters added with {@link #adapter(int)}, with the handles of
+     * the default scenario ({@code HANDLE_0 + instance}).
+     */
     static final class Scenario {
         private final ObjectNode root = JSON.createObjectNode();
         private final ArrayNode adapters;
@@ -51,7 +54,7 @@ final class ConfigFixtures {
 
         /** Adds an adapter and returns its node for further sections. */
         ObjectNode adapter(int instance) {
-            return adapters.addObject().put("instance", instance);
+            return adapters.addObject().put("instance", instance).put("handle", NativeTestBase.HANDLE_0 + instance);
         }
 
         String json() {

@@ -440,7 +440,7 @@ class FirmwareBlockTest extends NativeTestBase {
         assertTrue(api.openDevice(0));
         SimControl.clearCallLog();
         String log = stdout(() -> assertEquals(0, api.restoreDefaults(0, 0x80000001, 0xFFFFFFFF)));
-        assertTrue(log.contains("Restore Defaults for iSCSI Adapter! Device:100, RegionMask:0x80000001,"
+        assertTrue(log.contains("Restore Defaults for iSCSI Adapter! Device:" + HANDLE_0 + ", RegionMask:0x80000001,"
                 + " DetailMask:0xffffffff \n"), log);
         SimCall call = calls("SDRestoreDefaults").get(0);
         assertEquals(HANDLE_0, call.arg("handle"));

@@ -379,7 +379,7 @@ class MissingAccessorTest extends NativeTestBase {
         String out = stdout(() -> status = api.getFWData(0, adapter));
         assertEquals(ApiStatus.METHOD_NOT_FOUND, status);
         // The address setters are missing too: each is reported and skipped.
-        assertEquals("\n** Getting HBA Port Data From HBA[handle:index]=100:0 ***** \n"
+        assertEquals("\n** Getting HBA Port Data From HBA[handle:index]=" + HANDLE_0 + ":0 ***** \n"
                 + "GetMethodID setIPAddress - Obj call failed!\n".repeat(4)
                 + "GetMethodID setSlpDa - Obj call failed!\n"
                 + "GetMethodID  getInitFW call failed!\n", out);

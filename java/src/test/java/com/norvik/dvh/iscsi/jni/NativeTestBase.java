@@ -10,14 +10,14 @@ import org.junit.jupiter.api.BeforeEach;
 
 /**
  * Base of the tests that run the real native library against the simulator. Before each test the
- * simulator returns to its default scenario (adapters at instances 0 and 1 with handles 100 and
- * 101, no instance 2; faults and call log cleared) and the library's handle table is cleared.
+ * simulator returns to its default scenario (adapters at instances 0 and 1 with handles 10 and
+ * 11, no instance 2; faults and call log cleared) and the library's handle table is cleared.
  */
 public abstract class NativeTestBase {
 
-    /** Default scenario: instance 0 has handle 100, instance 1 handle 101, instance 2 is absent. */
-    protected static final int HANDLE_0 = 100;
-    protected static final int HANDLE_1 = 101;
+    /** Default scenario: instance 0 has handle 10, instance 1 handle 11, instance 2 is absent. */
+    protected static final int HANDLE_0 = 10;
+    protected static final int HANDLE_1 = 11;
 
     protected static final ApiWrapper api = new ApiWrapper();
 
