@@ -55,6 +55,18 @@ void copy_out(void* dst, const Bytes& src, size_t size) {
   std::memcpy(dst, src.data(), src.size() < size ? src.size() : size);
 }
 
+// The getters that hand out one record the adapter stores, as it is stored.
+// The call has been logged with its arguments already.
+template <class Record>
+SD_STATUS read_stored(SdCall& c, SDMGT_HANDLE handle, Record* out, Bytes Adapter::*stored) {
+  if (c.faulted()) return c.status();
+  Adapter* a = c.open_adapter(handle);
+  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
+  if (!out) return c.done(IZKSIM_ST_INVALID_PARAMETER);
+  copy_out(out, a->*stored, sizeof(Record));
+  return c.done(IZKSIM_OK);
+}
+
 void copy_in(Bytes& dst, const void* src, size_t size) {
   const uint8_t* p = static_cast<const uint8_t*>(src);
   dst.assign(p, p + size);
@@ -102,34 +114,19 @@ SD_EXPORT SD_STATUS SDGetHbaDevicePortalPropertyiSCSI(SDMGT_HANDLE handle, uint3
 SD_EXPORT SD_STATUS SDGetHbaDeviceNodePropertyiSCSI(SDMGT_HANDLE handle, HBAISCSINODE* property) {
   SdCall c("SDGetHbaDeviceNodePropertyiSCSI");
   c.arg("handle", handle).rec("property", property, size_of(property));
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!property) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(property, a->node, kNodeSize);
-  return c.done(IZKSIM_OK);
+  return read_stored(c, handle, property, &Adapter::node);
 }
 
 SD_EXPORT SD_STATUS SDGetHbaDeviceDriverPropertyiSCSI(SDMGT_HANDLE handle, DRIVERINFO* property) {
   SdCall c("SDGetHbaDeviceDriverPropertyiSCSI");
   c.arg("handle", handle).rec("property", property, size_of(property));
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!property) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(property, a->driver, kDriverSize);
-  return c.done(IZKSIM_OK);
+  return read_stored(c, handle, property, &Adapter::driver);
 }
 
 SD_EXPORT SD_STATUS SDGetHbaDeviceChipPropertyiSCSI(SDMGT_HANDLE handle, CHIPINFO* property) {
   SdCall c("SDGetHbaDeviceChipPropertyiSCSI");
   c.arg("handle", handle).rec("property", property, size_of(property));
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!property) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(property, a->chip, kChipSize);
-  return c.done(IZKSIM_OK);
+  return read_stored(c, handle, property, &Adapter::chip);
 }
 
 // The alias buffer is 65 bytes: the alias (at most 64 bytes) and its NUL are
@@ -186,12 +183,7 @@ SD_EXPORT SD_STATUS SDSetTCPMaxWindowSize(SDMGT_HANDLE handle, uint32_t size) {
 SD_EXPORT SD_STATUS SDGetInitFW(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
   SdCall c("SDGetInitFW");
   c.arg("handle", handle).rec("initFW", initFW, size_of(initFW));
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!initFW) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(initFW, a->initFw, kInitFwSize);
-  return c.done(IZKSIM_OK);
+  return read_stored(c, handle, initFW, &Adapter::initFw);
 }
 
 // The block is taken whole, as given (reserved bytes included).
@@ -210,12 +202,7 @@ SD_EXPORT SD_STATUS SDSetInitFW(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
 SD_EXPORT SD_STATUS SDGetFWDefaults(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
   SdCall c("SDGetFWDefaults");
   c.arg("handle", handle).rec("initFW", initFW, size_of(initFW));
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!initFW) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(initFW, a->fwDefaults, kInitFwSize);
-  return c.done(IZKSIM_OK);
+  return read_stored(c, handle, initFW, &Adapter::fwDefaults);
 }
 
 // Puts the stored defaults in effect. The block passed in is only logged:
@@ -313,12 +300,7 @@ SD_EXPORT SD_STATUS SDSetDDBEntryFlashOnly(SDMGT_HANDLE handle, DEVICEENTRYISCSI
 SD_EXPORT SD_STATUS SDGetDefaultDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry) {
   SdCall c("SDGetDefaultDDBEntry");
   c.arg("handle", handle).rec("entry", entry, size_of(entry));
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!entry) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(entry, a->defaultDdb, izksim::kDdbEntrySize);
-  return c.done(IZKSIM_OK);
+  return read_stored(c, handle, entry, &Adapter::defaultDdb);
 }
 
 // The default entry, addressed to `index`.
