@@ -11,6 +11,7 @@ import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.norvik.dvh.iscsi.jni.ApiWrapper;
 import com.norvik.dvh.iscsi.model.HBA;
+import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.List;
 import org.junit.jupiter.api.AfterEach;
@@ -128,7 +129,11 @@ class SimControlTest {
 
   @Test
   void captureIsByteExactRestoredAfterErrorsAndCopesWithLargeOutput() {
-    String text = SimControl.captureStdout(() -> System.out.print("caf\u00e9\r\n"));
+    // The UTF-8 bytes themselves, whatever encoding the locale gives System.out.
+    String text = SimControl.captureStdout(() -> {
+      System.out.writeBytes("caf\u00e9\r\n".getBytes(StandardCharsets.UTF_8));
+      System.out.flush();
+    });
     assertEquals("caf\u00c3\u00a9\r\n", text);  // UTF-8 bytes, one char per byte
 
     assertThrows(IllegalStateException.class, () -> SimControl.captureStdout(() -> {
