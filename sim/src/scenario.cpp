@@ -69,8 +69,7 @@ Adapter* State::by_instance(uint32_t instance) {
 // then they are kept as the scenario gave them.
 static const char* const kLaterSections[] = {
     "chapTable",     "statistics",   "statisticsExtend", "statisticsGen", "connectionErrorLog",
-    "arpLog",        "crashRecord",  "isnsConfig",       "isnsTargets",   "securityPolicies",
-    "securityInfo",  "securityStats", "ikeSAs",          "ipsecSAs",      "bootcodeDhcp",
+    "arpLog",        "crashRecord",  "isnsConfig",       "isnsTargets",   "bootcodeDhcp",
     "vpd",           "diagnostics",
 };
 
@@ -228,7 +227,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
     static const char* const known[] = {"instance", "handle", "portal",  "node",    "driver",           "chip",
                                         "initFw",   "fwDefaults", "alias", "tcpMaxWindowSize", "ddb", "targets",
                                         "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode"};
-    bool ok = is_comment_key(it.key()) || is_later_section(it.key());
+    bool ok = is_comment_key(it.key()) || is_later_section(it.key()) || is_security_key(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
     if (!ok) throw LoadError("unknown key \"" + it.key() + "\" in " + path);
   }
@@ -287,6 +286,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   }
   a.scriptNextMs.assign(a.script.size(), kScriptDone);
   if (j.contains("aenEnabled")) a.aenEnabled = json_bool(j["aenEnabled"], path + ".aenEnabled");
+  load_security(j, path, a.security);
   for (auto it = j.begin(); it != j.end(); ++it)
     if (is_later_section(it.key())) a.later[it.key()] = *it;
   return a;
@@ -378,6 +378,7 @@ json dump_state(const State& state) {
       script.push_back(je);
     }
     ja["eventScript"] = script;
+    dump_security(a.security, ja);
     for (auto it = a.later.begin(); it != a.later.end(); ++it) ja[it.key()] = *it;
     adapters.push_back(ja);
   }

@@ -158,61 +158,6 @@ SD_EXPORT SD_STATUS SDGetAlliSNSDiscoveredTargets(SDMGT_HANDLE handle, uint32_t*
   IZKSIM_NOT_SIMULATED(c);
 }
 
-// --- IPsec security ---------------------------------------------------------------
-
-SD_EXPORT SD_STATUS SDGetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPOLICY* table, uint32_t* numEntries) {
-  SdCall c("SDGetSecurityPolicyTable");
-  c.arg("handle", handle).rec("numEntries", numEntries, size_of(numEntries));
-  if (numEntries) c.arg("capacity", *numEntries);
-  c.rec("table", table, table && numEntries ? size_t(*numEntries) * sizeof(SECURITYPOLICY) : 0);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPOLICY* table, uint32_t numEntries,
-                                             uint32_t flag) {
-  SdCall c("SDSetSecurityPolicyTable");
-  c.arg("handle", handle).arg("numEntries", numEntries).arg("flag", flag);
-  c.rec("table", table, table ? size_t(numEntries) * sizeof(SECURITYPOLICY) : 0);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetSecurityInfo(SDMGT_HANDLE handle, SECINFO* info) {
-  SdCall c("SDGetSecurityInfo");
-  c.arg("handle", handle).rec("info", info, size_of(info));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetSecurityStatsGen(SDMGT_HANDLE handle, HBASECURITYSTATS* stats) {
-  SdCall c("SDGetSecurityStatsGen");
-  c.arg("handle", handle).rec("stats", stats, size_of(stats));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetAllIKESAStatsDetails(SDMGT_HANDLE handle, IKESA* array, uint32_t* count) {
-  SdCall c("SDGetAllIKESAStatsDetails");
-  c.arg("handle", handle).rec("count", count, size_of(count));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetIPsecSACountForPolicy(SDMGT_HANDLE handle, uint32_t priority, uint32_t* count) {
-  SdCall c("SDGetIPsecSACountForPolicy");
-  c.arg("handle", handle).arg("priority", priority).rec("count", count, size_of(count));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetIPsecSAStatsDetails(SDMGT_HANDLE handle, uint32_t priority, uint32_t count, IPSECSA* array) {
-  SdCall c("SDGetIPsecSAStatsDetails");
-  c.arg("handle", handle).arg("priority", priority).arg("count", count);
-  c.rec("array", array, array ? size_t(count) * sizeof(IPSECSA) : 0);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDFlushSAs(SDMGT_HANDLE handle, uint32_t index) {
-  SdCall c("SDFlushSAs");
-  c.arg("handle", handle).arg("index", index);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
 // --- Boot configuration -----------------------------------------------------------
 
 SD_EXPORT SD_STATUS SDGetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "layout.hpp"
+#include "security.hpp"
 
 namespace izksim {
 
@@ -92,6 +93,7 @@ struct Adapter {
   uint16_t tcpMaxWindow = 0;
   std::map<uint32_t, DdbEntry> ddb;  // index -> entry
   std::vector<Target> targets;
+  SecurityState security;  // IPsec engine
 
   std::deque<Event> events;
   bool aenEnabled = false;
