@@ -322,6 +322,52 @@ public class HBA {
         this.slpDa = slpDa;
     }
 
+    // --- IPsec security: versions, counters and the policy table as last read ---
+
+    private final SecurityStats securityStats = new SecurityStats();
+    private final List<SecurityPolicyEntry> securityPolicies = new ArrayList<>();
+    private String securityFWVersion;
+    private String securityIKEVersion;
+
+    public String getSecurityFWVersion() {
+        return securityFWVersion;
+    }
+
+    public void setSecurityFWVersion(String securityFWVersion) {
+        this.securityFWVersion = securityFWVersion;
+    }
+
+    public String getSecurityIKEVersion() {
+        return securityIKEVersion;
+    }
+
+    public void setSecurityIKEVersion(String securityIKEVersion) {
+        this.securityIKEVersion = securityIKEVersion;
+    }
+
+    /** The security engine's counters (created with the adapter, never null). */
+    public SecurityStats getSecurityStats() {
+        return securityStats;
+    }
+
+    public void addSecurityPolicyEntry(SecurityPolicyEntry entry) {
+        securityPolicies.add(entry);
+    }
+
+    public int getNumberOfSecurityPolicyEntries() {
+        return securityPolicies.size();
+    }
+
+    /** Policy {@code index} in the order added, or null outside the list. */
+    public SecurityPolicyEntry getSecurityPolicyEntry(int index) {
+        return index >= 0 && index < securityPolicies.size() ? securityPolicies.get(index) : null;
+    }
+
+    /** Forgets the policies read so far (before the table is read again). */
+    public void clearSecurityPolicyEntries() {
+        securityPolicies.clear();
+    }
+
     @Override
     public String toString() {
         return "HBA{instance=" + instance + ", manufacturer=" + manufacturer + ", chipModel=" + chipModel
