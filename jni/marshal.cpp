@@ -1,23 +1,31 @@
-// The engine that walks accessor tables.
+// The engine that walks accessor tables, and the one-step up-calls.
 #include "marshal.h"
 
 #include <cstdio>
+
+#include "lookup.h"
 
 namespace dvh {
 namespace marshal {
 
 namespace {
 
+constexpr const char* kIPAddrClass = "com/norvik/dvh/iscsi/model/IPAddr";
+
+// IPAddr's own accessors, looked up on the IPAddr class.
+constexpr Method kSetAddress = method("setAddress", "([S)V");
+constexpr Method kGetAddressElement = method("getAddressElement", "(S)S");
+
 uint64_t readUnsigned(const uint8_t* record, const Field& f)
 {
     uint64_t value = 0;
-    std::memcpy(&value, record + f.offset, f.width);  // little-endian host and record
+    std::memcpy(&value, record + f.offset, f.width <= 8 ? f.width : 8);  // little-endian host and record
     return value;
 }
 
 void writeUnsigned(uint8_t* record, const Field& f, uint64_t value)
 {
-    std::memcpy(record + f.offset, &value, f.width);
+    std::memcpy(record + f.offset, &value, f.width <= 8 ? f.width : 8);
 }
 
 void traceValue(const Field& f, uint64_t value)
@@ -32,11 +40,135 @@ void traceValue(const Field& f, uint64_t value)
 
 jint missing(const Field& f)
 {
-    std::fputs(f.missingMessage, stdout);
+    printMissing(f.form, f.name, f.missingMessage);
     return f.missingStatus;
 }
 
-// Calls one setter; the method id has been looked up already.
+void resolveFields(JNIEnv* env, jclass cls, const void* key, size_t count, jmethodID* out)
+{
+    const auto* fields = static_cast<const Field*>(key);
+    for (size_t i = 0; i < count; ++i) {
+        char buffer[192];
+        out[i] = lookup::rawMethod(env, cls, fields[i].name, signatureFor(fields[i], buffer, sizeof buffer));
+    }
+}
+
+void resolveMethod(JNIEnv* env, jclass cls, const void* key, size_t, jmethodID* out)
+{
+    const auto* m = static_cast<const Method*>(key);
+    out[0] = lookup::rawMethod(env, cls, m->name, m->signature);
+}
+
+// The identifiers of a whole table on `cls`: from the cache, or null when the
+// walk must look each accessor up itself.
+const jmethodID* tableIds(JNIEnv* env, jclass cls, const Field* fields, size_t count)
+{
+    if (count == 0)
+        return nullptr;
+    return lookup::methods(env, cls, fields, fields[0].name, count, resolveFields);
+}
+
+jmethodID fieldId(JNIEnv* env, jclass cls, const jmethodID* ids, const Field* fields, size_t i)
+{
+    if (ids)
+        return ids[i];
+    char buffer[192];
+    return lookup::rawMethod(env, cls, fields[i].name, signatureFor(fields[i], buffer, sizeof buffer));
+}
+
+jint checked(JNIEnv* env) { return thrown(env) ? kStatusJavaThrew : kStatusOk; }
+
+jint setBigInt(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f, bool reversed)
+{
+    LocalRef<jbyteArray> array = bigIntBytes(env, readUnsigned(record, f), reversed);
+    if (!array)
+        return kStatusJavaThrew;
+    env->CallVoidMethod(obj, mid, array.get());
+    return checked(env);
+}
+
+jint setBigIntByIndex(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f, bool reversed)
+{
+    for (uint32_t i = 0; i < f.width / 8; ++i) {
+        uint64_t value;
+        std::memcpy(&value, record + f.offset + 8 * i, sizeof value);
+        LocalRef<jbyteArray> array = bigIntBytes(env, value, reversed);
+        if (!array)
+            return kStatusJavaThrew;
+        env->CallVoidMethod(obj, mid, array.get(), static_cast<jint>(i));
+        if (thrown(env))
+            return kStatusJavaThrew;
+    }
+    return kStatusOk;
+}
+
+// setIPAddr for one table entry: the holder's setter `mid` may be missing,
+// which prints setIPAddr's text and lets the walk go on.
+jint setIPAddrEntry(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f)
+{
+    LocalRef<jobject> address;
+    size_t n = f.width < 16 ? f.width : 16;
+    DVH_TRY(newIPAddr(env, record + f.offset, n, address));
+    if (!address)
+        return kStatusOk;
+    if (!mid) {
+        if (f.form == Msg::Text)
+            std::fputs(f.missingMessage, stdout);
+        else
+            std::fputs(std::strcmp(f.name, "setSlpDa") == 0 ? "GetMethodID setSlpDa - Obj call failed!\n"
+                                                             : "GetMethodID setIPAddress - Obj call failed!\n",
+                       stdout);
+        return kStatusOk;
+    }
+    env->CallVoidMethod(obj, mid, address.get());
+    return checked(env);
+}
+
+jint setIPAddrShorts(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f)
+{
+    LocalRef<jshortArray> array(env, env->NewShortArray(16));
+    if (!array)
+        return kStatusJavaThrew;
+    jshort values[16];
+    for (int i = 0; i < 16; ++i)
+        values[i] = record[f.offset + i];
+    env->SetShortArrayRegion(array.get(), 0, 16, values);
+    uint16_t type;
+    std::memcpy(&type, record + f.offset + 16, sizeof type);
+    env->CallVoidMethod(obj, mid, array.get(), static_cast<jint>(type));
+    return checked(env);
+}
+
+jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record, const Field& f)
+{
+    const ObjectSpec& spec = *f.objectSpec;
+    char name[160];
+    std::snprintf(name, sizeof name, "%s%s", kModelPackage, spec.className);
+    LocalRef<jclass> cls = findClass(env, name);
+    if (!cls) {
+        std::fputs(spec.classMissingMessage, stdout);
+        return kStatusClassNotFound;
+    }
+    LocalRef<jobject> made = newObject(env, cls.get());
+    if (!made) {
+        std::fputs(spec.newFailedMessage, stdout);
+        return kStatusNullObject;
+    }
+    jint filled = toJava(env, made.get(), cls.get(), record + f.offset, spec.fields, spec.count);
+    if (filled != kStatusOk) {
+        if (filled == kStatusJavaThrew || !spec.fillFailedMessage)
+            return filled;
+        std::fputs(spec.fillFailedMessage, stdout);
+        return kStatusNullObject;
+    }
+    if (!adder)
+        return missing(f);
+    env->CallVoidMethod(holder, adder, made.get());
+    return checked(env);
+}
+
+// Calls one setter. `mid` is null only for the conversions that look at it
+// late (SetIPAddr, AddNew).
 jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f)
 {
     switch (f.conv) {
@@ -81,6 +213,18 @@ jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, 
         env->CallVoidMethod(obj, mid, array.get());
         break;
     }
+    case Conv::SetBigInt:
+    case Conv::SetBigIntReversed:
+        return setBigInt(env, obj, mid, record, f, f.conv == Conv::SetBigIntReversed);
+    case Conv::SetBigIntByIndex:
+    case Conv::SetBigIntByIndexReversed:
+        return setBigIntByIndex(env, obj, mid, record, f, f.conv == Conv::SetBigIntByIndexReversed);
+    case Conv::SetIPAddr:
+        return setIPAddrEntry(env, obj, mid, record, f);
+    case Conv::SetIPAddrShorts:
+        return setIPAddrShorts(env, obj, mid, record, f);
+    case Conv::AddNew:
+        return addNew(env, obj, mid, record, f);
     default:
         return kStatusOk;
     }
@@ -162,6 +306,16 @@ jint callGetter(JNIEnv* env, jobject obj, jmethodID mid, uint8_t* record, const 
         }
         break;
     }
+    case Conv::GetIPAddr: {
+        LocalRef<jobject> address(env, env->CallObjectMethod(obj, mid));
+        if (thrown(env))
+            return kStatusJavaThrew;
+        if (!address) {
+            std::fputs(f.nullStringMessage ? f.nullStringMessage : "NULL javaIPObject!\n", stdout);
+            return kStatusNullObject;
+        }
+        return readIPAddr(env, address.get(), record + f.offset);
+    }
     default:
         break;
     }
@@ -170,16 +324,56 @@ jint callGetter(JNIEnv* env, jobject obj, jmethodID mid, uint8_t* record, const 
     return kStatusOk;
 }
 
+// Conversions that report a missing accessor themselves, after their own steps.
+bool looksLate(Conv conv) { return conv == Conv::SetIPAddr || conv == Conv::AddNew; }
+
 }  // namespace
+
+const char* signatureFor(const Field& f, char* buffer, size_t size)
+{
+    if (f.signature)
+        return f.signature;
+    if (f.conv != Conv::AddNew)
+        return signatureOf(f.conv);
+    if (!f.objectSpec)
+        return nullptr;
+    int n = std::snprintf(buffer, size, "(L%s%s;)V", kModelPackage, f.objectSpec->className);
+    return n > 0 && static_cast<size_t>(n) < size ? buffer : nullptr;
+}
+
+void printMissing(Msg form, const char* name, const char* text)
+{
+    switch (form) {
+    case Msg::Plain:
+        std::printf("GetMethodID %s call failed!\n", name);
+        break;
+    case Msg::Obj:
+        std::printf("GetMethodID %s - Obj call failed!\n", name);
+        break;
+    case Msg::Dash:
+        std::printf("GetMethodID - %s call failed!\n", name);
+        break;
+    case Msg::Wide:
+        std::printf("GetMethodID  %s call failed!\n", name);
+        break;
+    case Msg::Text:
+        if (text)
+            std::fputs(text, stdout);
+        break;
+    }
+}
 
 jint toJava(JNIEnv* env, jobject obj, jclass cls, const void* record, const Field* fields, size_t count)
 {
     const auto* bytes = static_cast<const uint8_t*>(record);
+    const jmethodID* ids = tableIds(env, cls, fields, count);
     for (size_t i = 0; i < count; ++i) {
         const Field& f = fields[i];
-        jmethodID mid = methodId(env, cls, f.name, f.signature);
-        if (!mid)
+        jmethodID mid = fieldId(env, cls, ids, fields, i);
+        if (!mid && !looksLate(f.conv))
             return missing(f);
+        if (f.lookupOnly)
+            continue;
         jint status = callSetter(env, obj, mid, bytes, f);
         if (status != kStatusOk)
             return status;
@@ -190,14 +384,102 @@ jint toJava(JNIEnv* env, jobject obj, jclass cls, const void* record, const Fiel
 jint fromJava(JNIEnv* env, jobject obj, jclass cls, void* record, const Field* fields, size_t count)
 {
     auto* bytes = static_cast<uint8_t*>(record);
+    const jmethodID* ids = tableIds(env, cls, fields, count);
     for (size_t i = 0; i < count; ++i) {
         const Field& f = fields[i];
-        jmethodID mid = methodId(env, cls, f.name, f.signature);
+        jmethodID mid = fieldId(env, cls, ids, fields, i);
         if (!mid)
             return missing(f);
+        if (f.lookupOnly)
+            continue;
         jint status = callGetter(env, obj, mid, bytes, f);
         if (status != kStatusOk)
             return status;
+    }
+    return kStatusOk;
+}
+
+jmethodID idOf(JNIEnv* env, jclass cls, const Method& m)
+{
+    if (!cls)
+        return nullptr;
+    const jmethodID* ids = lookup::methods(env, cls, &m, m.name, 1, resolveMethod);
+    return ids ? ids[0] : lookup::rawMethod(env, cls, m.name, m.signature);
+}
+
+jint resolve(JNIEnv* env, jclass cls, const Method& m, jmethodID& out)
+{
+    out = idOf(env, cls, m);
+    if (out)
+        return kStatusOk;
+    printMissing(m.form, m.name, m.text);
+    return m.missingStatus;
+}
+
+LocalRef<jbyteArray> bigIntBytes(JNIEnv* env, uint64_t value, bool reversed)
+{
+    LocalRef<jbyteArray> array(env, env->NewByteArray(9));
+    if (!array)
+        return array;
+    jbyte bytes[9] = {};
+    uint8_t source[8];
+    std::memcpy(source, &value, 8);
+    for (int i = 0; i < 8; ++i)
+        bytes[1 + i] = static_cast<jbyte>(reversed ? source[7 - i] : source[i]);
+    env->SetByteArrayRegion(array.get(), 0, 9, bytes);
+    return array;
+}
+
+jint newIPAddr(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& out)
+{
+    out.reset();
+    LocalRef<jclass> ipClass = findClass(env, kIPAddrClass);
+    if (!ipClass) {
+        std::printf("Find class call failed!\n");
+        return kStatusOk;
+    }
+    LocalRef<jobject> ipObj = newObject(env, ipClass.get());
+    if (!ipObj) {
+        std::printf("NewObject failed!\n");
+        return kStatusOk;
+    }
+    LocalRef<jshortArray> array(env, env->NewShortArray(16));
+    if (!array)
+        return kStatusJavaThrew;
+    jshort values[16] = {};
+    for (size_t i = 0; i < n && i < 16; ++i)
+        values[i] = bytes ? bytes[i] : 0;
+    env->SetShortArrayRegion(array.get(), 0, 16, values);
+
+    jmethodID setAddress = idOf(env, ipClass.get(), kSetAddress);
+    if (!setAddress) {
+        std::printf("GetMethodID setAddress call failed!\n");
+        return kStatusOk;
+    }
+    env->CallVoidMethod(ipObj.get(), setAddress, array.get());
+    if (thrown(env))
+        return kStatusJavaThrew;
+    out = static_cast<LocalRef<jobject>&&>(ipObj);
+    return kStatusOk;
+}
+
+jint readIPAddr(JNIEnv* env, jobject ipObj, uint8_t* bytes)
+{
+    if (!ipObj) {
+        std::printf("NULL jIPObj!\n");
+        return kStatusOk;
+    }
+    LocalRef<jclass> cls = objectClass(env, ipObj);
+    jmethodID element = idOf(env, cls.get(), kGetAddressElement);
+    if (!element) {
+        std::printf("GetMethodID  getAddress call failed!\n");
+        return kStatusOk;
+    }
+    for (jshort i = 0; i < 16; ++i) {
+        jshort value = env->CallShortMethod(ipObj, element, i);
+        if (thrown(env))
+            return kStatusJavaThrew;
+        bytes[i] = static_cast<uint8_t>(value);
     }
     return kStatusOk;
 }

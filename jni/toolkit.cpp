@@ -17,65 +17,35 @@ using dvh::thrown;
 namespace {
 constexpr const char* kIPAddrHolderSignature = "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
 
-const char* addressSetter(int type)
+// The holder's setter of each address kind; any other kind is setIPAddress.
+constexpr dvh::marshal::Method kAddressSetters[] = {
+    dvh::marshal::method("setIPAddress", kIPAddrHolderSignature),
+    dvh::marshal::method("setGateway", kIPAddrHolderSignature),
+    dvh::marshal::method("setSubnetMask", kIPAddrHolderSignature),
+    dvh::marshal::method("setPrimaryDNS", kIPAddrHolderSignature),
+    dvh::marshal::method("setSecondaryDNS", kIPAddrHolderSignature),
+    dvh::marshal::method("setSlpDa", kIPAddrHolderSignature),
+    dvh::marshal::method("setDestStartAddr", kIPAddrHolderSignature),
+    dvh::marshal::method("setDestEndAddr", kIPAddrHolderSignature),
+    dvh::marshal::method("setSourceAddr", kIPAddrHolderSignature),
+    dvh::marshal::method("setTunnelIPAddr", kIPAddrHolderSignature),
+};
+
+const dvh::marshal::Method& addressSetter(int type)
 {
-    switch (type) {
-    case kAddrGateway:
-        return "setGateway";
-    case kAddrSubnetMask:
-        return "setSubnetMask";
-    case kAddrPrimaryDNS:
-        return "setPrimaryDNS";
-    case kAddrSecondaryDNS:
-        return "setSecondaryDNS";
-    case kAddrSlpDa:
-        return "setSlpDa";
-    case kAddrDestStart:
-        return "setDestStartAddr";
-    case kAddrDestEnd:
-        return "setDestEndAddr";
-    case kAddrSource:
-        return "setSourceAddr";
-    case kAddrTunnel:
-        return "setTunnelIPAddr";
-    default:
-        return "setIPAddress";
-    }
+    return type >= kAddrGateway && type <= kAddrTunnel ? kAddressSetters[type] : kAddressSetters[kAddrIPAddress];
 }
 }  // namespace
 
 jint setIPAddr(JNIEnv* env, jobject jObj, const ISCSIIPADDR* addr, int type)
 {
-    LocalRef<jclass> ipClass = dvh::modelClass(env, "IPAddr");
-    if (!ipClass) {
-        std::printf("Find class call failed!\n");
+    LocalRef<jobject> ipObj;
+    DVH_TRY(dvh::marshal::newIPAddr(env, addr ? addr->IPAddress : nullptr, 16, ipObj));
+    if (!ipObj)
         return kStatusOk;
-    }
-    LocalRef<jobject> ipObj = dvh::newObject(env, ipClass.get());
-    if (!ipObj) {
-        std::printf("NewObject failed!\n");
-        return kStatusOk;
-    }
-    LocalRef<jshortArray> array(env, env->NewShortArray(16));
-    if (!array)
-        return kStatusJavaThrew;
-    jshort bytes[16];
-    for (int i = 0; i < 16; ++i)
-        bytes[i] = addr ? addr->IPAddress[i] : 0;
-    env->SetShortArrayRegion(array.get(), 0, 16, bytes);
-
-    jmethodID setAddress = methodId(env, ipClass.get(), "setAddress", "([S)V");
-    if (!setAddress) {
-        std::printf("GetMethodID setAddress call failed!\n");
-        return kStatusOk;
-    }
-    env->CallVoidMethod(ipObj.get(), setAddress, array.get());
-    if (thrown(env))
-        return kStatusJavaThrew;
-
     // A null holder is reported like a holder without the setter.
     LocalRef<jclass> holderClass = dvh::objectClass(env, jObj);
-    jmethodID setter = methodId(env, holderClass.get(), addressSetter(type), kIPAddrHolderSignature);
+    jmethodID setter = dvh::marshal::idOf(env, holderClass.get(), addressSetter(type));
     if (!setter) {
         std::printf(type == kAddrSlpDa ? "GetMethodID setSlpDa - Obj call failed!\n"
                                        : "GetMethodID setIPAddress - Obj call failed!\n");
@@ -87,23 +57,7 @@ jint setIPAddr(JNIEnv* env, jobject jObj, const ISCSIIPADDR* addr, int type)
 
 jint getIPAddr(JNIEnv* env, jobject jIPObj, ISCSIIPADDR* addr)
 {
-    if (!jIPObj) {
-        std::printf("NULL jIPObj!\n");
-        return kStatusOk;
-    }
-    LocalRef<jclass> cls = dvh::objectClass(env, jIPObj);
-    jmethodID element = methodId(env, cls.get(), "getAddressElement", "(S)S");
-    if (!element) {
-        std::printf("GetMethodID  getAddress call failed!\n");
-        return kStatusOk;
-    }
-    for (jshort i = 0; i < 16; ++i) {
-        jshort value = env->CallShortMethod(jIPObj, element, i);
-        if (thrown(env))
-            return kStatusJavaThrew;
-        addr->IPAddress[i] = static_cast<uint8_t>(value);
-    }
-    return kStatusOk;
+    return dvh::marshal::readIPAddr(env, jIPObj, addr->IPAddress);
 }
 
 void printfIPAddr(const ISCSIIPADDR* ipAddr)
@@ -128,22 +82,9 @@ void endian64(uint8_t sdmVal[8], uint64_t iVal)
         sdmVal[7 - i] = source[i];
 }
 
-namespace {
-LocalRef<jbyteArray> bigIntBytes(JNIEnv* env, uint64_t value)
-{
-    LocalRef<jbyteArray> array(env, env->NewByteArray(9));
-    if (!array)
-        return array;
-    jbyte bytes[9] = {};
-    std::memcpy(bytes + 1, &value, 8);
-    env->SetByteArrayRegion(array.get(), 0, 9, bytes);
-    return array;
-}
-}  // namespace
-
 jint assign64toBigInt(JNIEnv* env, uint64_t value, jmethodID mid, jobject jStats)
 {
-    LocalRef<jbyteArray> array = bigIntBytes(env, value);
+    LocalRef<jbyteArray> array = dvh::marshal::bigIntBytes(env, value, false);
     if (!array)
         return kStatusJavaThrew;
     env->CallVoidMethod(jStats, mid, array.get());
@@ -152,7 +93,7 @@ jint assign64toBigInt(JNIEnv* env, uint64_t value, jmethodID mid, jobject jStats
 
 jint assign64toBigIntByIndex(JNIEnv* env, const uint64_t* pValue, int index, jmethodID mid, jobject jStats)
 {
-    LocalRef<jbyteArray> array = bigIntBytes(env, pValue[index]);
+    LocalRef<jbyteArray> array = dvh::marshal::bigIntBytes(env, pValue[index], false);
     if (!array)
         return kStatusJavaThrew;
     env->CallVoidMethod(jStats, mid, array.get(), static_cast<jint>(index));

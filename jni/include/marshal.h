@@ -1,13 +1,108 @@
 // Table-driven marshalling between library records and Java model objects.
 //
-// A record's accessors are described once, as a constexpr table of Field
-// entries (accessor name, JNI signature, field offset and width, conversion,
-// the exact message printed when the accessor is missing). One engine walks a
-// table in order, looking every accessor up afresh on the object's class and
-// calling it at once. The walk stops at the first accessor that cannot be
-// found (printing that entry's message and returning its status); setters
-// already called stay applied. An exception thrown by an accessor ends the
-// walk with kStatusJavaThrew and the exception left pending.
+// HOW TO WRITE A TABLE
+//
+// A record's accessors are described once, as a constexpr array of Field
+// entries of static storage (namespace scope or `static constexpr`), one line
+// per accessor, in the order they are called:
+//
+//     using DE = DEVICEENTRYISCSI;
+//     constexpr Field kIdentity[] = {
+//         M("setTargetID", DVH_FIELD(DE, TargetID), Conv::SetInt, Msg::Obj),
+//         M("setState", DVH_FIELD(DE, DeviceState), Conv::SetInt, Msg::Obj),
+//         M("setLinkStatus", DVH_FIELD(PP, linkStatus), Conv::SetInt).message("GetMethodID call failed! Line 1957\n"),
+//     };
+//     static_assert(marshal::validTable(kIdentity), "...");
+//     ...
+//     DVH_TRY(marshal::toJava(env, obj, cls, &record, kIdentity));
+//
+//   M(name, DVH_FIELD(Record, member), conv, form = Msg::Plain)
+//     name    the accessor; its JNI signature follows from `conv`;
+//     field   offset and width of the record member (DVH_FIELD);
+//     conv    the conversion (enum Conv below);
+//     form    the message printed when the class lacks the accessor, made
+//             from the accessor's name:
+//               Msg::Plain  "GetMethodID <name> call failed!\n"
+//               Msg::Obj    "GetMethodID <name> - Obj call failed!\n"
+//               Msg::Dash   "GetMethodID - <name> call failed!\n"
+//               Msg::Wide   "GetMethodID  <name> call failed!\n" (two blanks)
+//     Any other text is written out with .message("...") (line numbers,
+//     generic texts, texts naming another accessor).
+//
+//   Modifiers (chained after M(...)):
+//     .message(text)   the exact missing-accessor text
+//     .status(s)       status when the accessor is missing (default 4097)
+//     .mask(m)         flag mask of SetBool / GetBool
+//     .bound(b)        copy bound of GetText (strncpy of at most b bytes)
+//     .nullString(t)   text printed when a SetText string cannot be made
+//                      (status 4099), or when a GetIPAddr getter answers
+//                      null (default "NULL javaIPObject!\n", status 4099)
+//     .computed(fn)    SetIntComputed: the int is fn(record)
+//     .trace(fmt)      printf(fmt, value) after the call
+//     .object(spec)    AddNew: the object to build (ObjectSpec)
+//     .lookOnly()      the accessor is looked up (its absence is an error)
+//                      but never called
+//
+// The older form F(name, signature, DVH_FIELD(...), conv, message) still
+// compiles and means the same; new tables use M.
+//
+// CONVERSIONS (record -> Java through a setter, Java -> record through a getter)
+//   SetInt "(I)V" / GetInt "()I"       unsigned field of 1, 2 or 4 bytes, zero-extended;
+//                                      the getter keeps the low `width` bytes
+//   SetShort "(S)V" / GetShort "()S"   field of 1 or 2 bytes
+//   SetByte "(B)V" / GetByte "()B"     1-byte field
+//   SetLong "(J)V" / GetLong "()J"     8-byte field
+//   SetBool "(Z)V" / GetBool "()Z"     true when (field & mask) != 0 / sets or clears the mask bits
+//   SetIntComputed "(I)V"              value computed from the whole record
+//   SetText "(Ljava/lang/String;)V"    the field up to its first zero byte
+//   GetText "()Ljava/lang/String;"     strncpy of at most `bound` bytes; a null string leaves the field
+//   SetShorts "([S)V" / GetShorts "()[S"  one short per byte, zero-extended / low byte kept
+//   SetBigInt "([B)V"                  64-bit counter (field of 1, 2, 4 or 8 bytes, widened) as a
+//                                      9-byte array: element 0 is 0, elements 1..8 the value's
+//                                      bytes as they lie in memory
+//   SetBigIntReversed "([B)V"          the same with the bytes reversed (big-endian), as endian64
+//   SetBigIntByIndex "([BI)V"          field of n 64-bit counters: the setter is called n times,
+//                                      with counter i and the index i
+//   SetBigIntByIndexReversed "([BI)V"  the same, bytes reversed
+//   SetIPAddr "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V"
+//                                      a new IPAddr made from the field's address bytes (an
+//                                      ISCSIIPADDR, or its first 4 bytes when the width is 4)
+//                                      handed to the holder's setter `name`, exactly as setIPAddr
+//                                      does: its own messages, and a missing setter prints
+//                                      setIPAddr's text and does not stop the walk
+//   GetIPAddr "()Lcom/norvik/dvh/iscsi/model/IPAddr;"
+//                                      the holder's getter `name`; a null answer prints the
+//                                      nullString text and returns 4099; else getIPAddr writes the
+//                                      16 address bytes (Type and Reserved untouched)
+//   SetIPAddrShorts "([SI)V"           short[16] of an ISCSIIPADDR's address bytes and its Type
+//   AddNew "(Lcom/norvik/dvh/iscsi/model/<Class>;)V"
+//                                      builds a <Class> by name (FindClass, "<init>" "()V",
+//                                      NewObject), fills it with the spec's table from the record
+//                                      at the entry's offset, then hands it to the adder `name` on
+//                                      the holder and deletes the local reference. Class not
+//                                      found: the spec's text, 4098; object not made: its text,
+//                                      4099; table failed: its status (or, with fillFailedMessage,
+//                                      that text and 4099); adder missing: the entry's message.
+//
+// WALKING
+//   toJava / fromJava walk a table on one object, in order. The accessors'
+//   method identifiers are looked up once per class (lookup.h) and the
+//   object's class is checked once per walk. The first accessor the class
+//   lacks prints its message and ends the walk with its status; setters
+//   already called stay applied. An exception thrown by an accessor ends the
+//   walk with kStatusJavaThrew, the exception left pending.
+//
+// HAND-WRITTEN UP-CALLS
+//   Paths that no table expresses describe each method once as a Method of
+//   static storage and call it in one step: lookup (cached), call, exception
+//   check:
+//     constexpr Method kAddEntry = method("addDeviceDataBaseEntry", "(L...;)V", Msg::Obj);
+//     DVH_TRY(marshal::callVoid(env, jObj, cls, kAddEntry, devObj.get()));
+//     jint state; DVH_TRY(marshal::call(env, state, obj, cls, kGetState));
+//     LocalRef<jobject> boot; DVH_TRY(marshal::call(env, boot, obj, cls, kGetBootInfo));
+//   A missing method prints its message and returns its status (4097 unless
+//   .status() says otherwise); a thrown exception returns kStatusJavaThrew.
+//   marshal::resolve gives the identifier alone (for calls made in a loop).
 #ifndef DVH_MARSHAL_H
 #define DVH_MARSHAL_H
 
@@ -25,57 +120,114 @@ namespace marshal {
 
 enum class Conv : uint8_t {
     // record -> Java, through a setter
-    SetInt,         // "(I)V"  unsigned field of 1, 2 or 4 bytes, zero-extended
-    SetShort,       // "(S)V"  unsigned field of 1 or 2 bytes, zero-extended
-    SetByte,        // "(B)V"  1-byte field
-    SetLong,        // "(J)V"  8-byte field
-    SetBool,        // "(Z)V"  true when (field & mask) != 0
-    SetIntComputed, // "(I)V"  value computed from the whole record by `compute`
-    SetText,        // "(Ljava/lang/String;)V"  the field up to its first zero byte
-    SetShorts,      // "([S)V" short[width], element i = byte i zero-extended
+    SetInt,
+    SetShort,
+    SetByte,
+    SetLong,
+    SetBool,
+    SetIntComputed,
+    SetText,
+    SetShorts,
+    SetBigInt,
+    SetBigIntReversed,
+    SetBigIntByIndex,
+    SetBigIntByIndexReversed,
+    SetIPAddr,
+    SetIPAddrShorts,
+    AddNew,
     // Java -> record, through a getter
-    GetInt,         // "()I"   low `width` bytes of the int
-    GetShort,       // "()S"   low `width` bytes of the short
-    GetByte,        // "()B"   the byte
-    GetLong,        // "()J"   8 bytes
-    GetBool,        // "()Z"   sets the mask bits when true, clears them when false
-    GetText,        // "()Ljava/lang/String;"  strncpy of at most `bound` bytes; a null string leaves the field
-    GetShorts,      // "()[S"  low byte of each element, at most `width` elements
+    GetInt,
+    GetShort,
+    GetByte,
+    GetLong,
+    GetBool,
+    GetText,
+    GetShorts,
+    GetIPAddr,
+};
+
+// How the missing-accessor message is made from the accessor's name.
+enum class Msg : uint8_t {
+    Plain,  // "GetMethodID %s call failed!\n"
+    Obj,    // "GetMethodID %s - Obj call failed!\n"
+    Dash,   // "GetMethodID - %s call failed!\n"
+    Wide,   // "GetMethodID  %s call failed!\n"
+    Text,   // the text given with .message()
 };
 
 using ComputeFn = jint (*)(const uint8_t* record);
 
+struct ObjectSpec;
+
 struct Field {
     const char* name;
-    const char* signature;
+    const char* signature;  // null: the conversion's
     uint32_t offset;
     uint32_t width;
     Conv conv;
-    const char* missingMessage;              // printed when GetMethodID fails
+    const char* missingMessage;              // Msg::Text
     jint missingStatus = kStatusLookupFailed;
     uint32_t maskOrBound = 0;                // flag mask (SetBool, GetBool) or copy bound (GetText)
-    const char* nullStringMessage = nullptr; // printed when a setter's string cannot be made
+    const char* nullStringMessage = nullptr; // SetText: string not made; GetIPAddr: null address
     ComputeFn compute = nullptr;             // SetIntComputed
     const char* traceFormat = nullptr;       // printed with the field's value after the call
+    Msg form = Msg::Text;
+    const ObjectSpec* objectSpec = nullptr;  // AddNew
+    bool lookupOnly = false;
 
-    // Modifiers for the less common entries, so tables read as one line each.
     constexpr Field mask(uint32_t m) const { Field f = *this; f.maskOrBound = m; return f; }
     constexpr Field bound(uint32_t b) const { Field f = *this; f.maskOrBound = b; return f; }
     constexpr Field status(jint s) const { Field f = *this; f.missingStatus = s; return f; }
     constexpr Field nullString(const char* m) const { Field f = *this; f.nullStringMessage = m; return f; }
     constexpr Field computed(ComputeFn fn) const { Field f = *this; f.compute = fn; return f; }
     constexpr Field trace(const char* format) const { Field f = *this; f.traceFormat = format; return f; }
+    constexpr Field message(const char* text) const
+    {
+        Field f = *this;
+        f.form = Msg::Text;
+        f.missingMessage = text;
+        return f;
+    }
+    constexpr Field object(const ObjectSpec& spec) const { Field f = *this; f.objectSpec = &spec; return f; }
+    constexpr Field lookOnly() const { Field f = *this; f.lookupOnly = true; return f; }
 };
 
-// One table entry: accessor, JNI signature, record field (DVH_FIELD gives
-// offset and width), conversion, message when the accessor is missing.
+// What an AddNew entry builds: a model class by its simple name, filled by
+// `fields` from the record at the entry's offset.
+struct ObjectSpec {
+    const char* className;                    // e.g. "SecurityTransform"
+    const Field* fields;
+    size_t count;
+    const char* classMissingMessage;          // printed, 4098
+    const char* newFailedMessage;             // printed, 4099
+    const char* fillFailedMessage = nullptr;  // if set: printed, 4099 when the fill fails
+};
+
+template <size_t N>
+constexpr ObjectSpec objectSpec(const char* className, const Field (&fields)[N], const char* classMissingMessage,
+                                const char* newFailedMessage, const char* fillFailedMessage = nullptr)
+{
+    return ObjectSpec{className, fields, N, classMissingMessage, newFailedMessage, fillFailedMessage};
+}
+
+// One table entry: accessor, record field (DVH_FIELD gives offset and
+// width), conversion, form of the missing-accessor message.
+constexpr Field M(const char* name, uint32_t offset, uint32_t width, Conv conv, Msg form = Msg::Plain)
+{
+    Field f{name, nullptr, offset, width, conv, nullptr};
+    f.form = form;
+    return f;
+}
+
+// The older form, with signature and message written out.
 constexpr Field F(const char* name, const char* signature, uint32_t offset, uint32_t width, Conv conv,
                   const char* missingMessage)
 {
     return Field{name, signature, offset, width, conv, missingMessage};
 }
 
-// The JNI signature each conversion requires.
+// The JNI signature each conversion requires (AddNew's depends on its class:
+// see signatureFor).
 constexpr const char* signatureOf(Conv conv)
 {
     switch (conv) {
@@ -94,6 +246,18 @@ constexpr const char* signatureOf(Conv conv)
         return "(Ljava/lang/String;)V";
     case Conv::SetShorts:
         return "([S)V";
+    case Conv::SetBigInt:
+    case Conv::SetBigIntReversed:
+        return "([B)V";
+    case Conv::SetBigIntByIndex:
+    case Conv::SetBigIntByIndexReversed:
+        return "([BI)V";
+    case Conv::SetIPAddr:
+        return "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
+    case Conv::SetIPAddrShorts:
+        return "([SI)V";
+    case Conv::AddNew:
+        return "";
     case Conv::GetInt:
         return "()I";
     case Conv::GetShort:
@@ -108,9 +272,15 @@ constexpr const char* signatureOf(Conv conv)
         return "()Ljava/lang/String;";
     case Conv::GetShorts:
         return "()[S";
+    case Conv::GetIPAddr:
+        return "()Lcom/norvik/dvh/iscsi/model/IPAddr;";
     }
     return "";
 }
+
+// The signature an entry is looked up with; AddNew's is written into
+// `buffer`. Null when it does not fit.
+const char* signatureFor(const Field& f, char* buffer, size_t size);
 
 constexpr bool sameText(const char* a, const char* b)
 {
@@ -148,19 +318,35 @@ constexpr bool widthFits(const Field& f)
         return f.width > 0 && f.width <= 256;
     case Conv::GetText:
         return f.width > 0 && f.maskOrBound > 0 && f.maskOrBound <= f.width;
+    case Conv::SetBigInt:
+    case Conv::SetBigIntReversed:
+        return f.width == 1 || f.width == 2 || f.width == 4 || f.width == 8;
+    case Conv::SetBigIntByIndex:
+    case Conv::SetBigIntByIndexReversed:
+        return f.width > 0 && f.width % 8 == 0;
+    case Conv::SetIPAddr:
+        return f.width == 4 || f.width == 16 || f.width == 20;
+    case Conv::GetIPAddr:
+        return f.width == 16 || f.width == 20;
+    case Conv::SetIPAddrShorts:
+        return f.width == 20;
+    case Conv::AddNew:
+        return f.objectSpec != nullptr && f.objectSpec->className != nullptr && f.objectSpec->fields != nullptr;
     }
     return false;
 }
 
-// Checked at compile time for every table: signatures agree with the
-// conversions, widths with the fields, copy bounds stay inside their fields
-// and every entry carries its message.
+// Checked at compile time for every table: written-out signatures agree with
+// the conversions, widths with the fields, copy bounds stay inside their
+// fields and every entry has a message.
 template <size_t N>
 constexpr bool validTable(const Field (&fields)[N])
 {
     for (size_t i = 0; i < N; ++i) {
         const Field& f = fields[i];
-        if (!sameText(f.signature, signatureOf(f.conv)) || !widthFits(f) || !f.missingMessage)
+        if (f.signature && (f.conv == Conv::AddNew || !sameText(f.signature, signatureOf(f.conv))))
+            return false;
+        if (!widthFits(f) || (f.form == Msg::Text && !f.missingMessage) || !f.name)
             return false;
     }
     return true;
@@ -183,6 +369,106 @@ jint fromJava(JNIEnv* env, jobject obj, jclass cls, void* record, const Field (&
 {
     return fromJava(env, obj, cls, record, fields, N);
 }
+
+// Prints the missing-accessor message of `form` for `name` (or `text`).
+void printMissing(Msg form, const char* name, const char* text);
+
+// ---------------------------------------------------------------------------
+// Hand-written up-calls
+// ---------------------------------------------------------------------------
+
+// A method called by hand: name, full JNI signature, message form.
+struct Method {
+    const char* name;
+    const char* signature;
+    Msg form = Msg::Plain;
+    const char* text = nullptr;
+    jint missingStatus = kStatusLookupFailed;
+
+    constexpr Method message(const char* t) const { Method m = *this; m.form = Msg::Text; m.text = t; return m; }
+    constexpr Method status(jint s) const { Method m = *this; m.missingStatus = s; return m; }
+};
+
+constexpr Method method(const char* name, const char* signature, Msg form = Msg::Plain)
+{
+    return Method{name, signature, form};
+}
+
+// The identifier of `m` on `cls` (cached per class). When the class lacks it
+// (or cls is null), prints m's message and returns m's status.
+jint resolve(JNIEnv* env, jclass cls, const Method& m, jmethodID& out);
+// The identifier alone, null when missing; nothing printed.
+jmethodID idOf(JNIEnv* env, jclass cls, const Method& m);
+
+namespace detail {
+inline void invoke(JNIEnv* env, jint& out, jobject o, jmethodID id, const jvalue* a) { out = env->CallIntMethodA(o, id, a); }
+inline void invoke(JNIEnv* env, jshort& out, jobject o, jmethodID id, const jvalue* a) { out = env->CallShortMethodA(o, id, a); }
+inline void invoke(JNIEnv* env, jbyte& out, jobject o, jmethodID id, const jvalue* a) { out = env->CallByteMethodA(o, id, a); }
+inline void invoke(JNIEnv* env, jboolean& out, jobject o, jmethodID id, const jvalue* a) { out = env->CallBooleanMethodA(o, id, a); }
+inline void invoke(JNIEnv* env, jlong& out, jobject o, jmethodID id, const jvalue* a) { out = env->CallLongMethodA(o, id, a); }
+template <class T>
+inline void invoke(JNIEnv* env, LocalRef<T>& out, jobject o, jmethodID id, const jvalue* a)
+{
+    out = LocalRef<T>(env, static_cast<T>(env->CallObjectMethodA(o, id, a)));
+}
+
+inline jvalue arg(jint v) { jvalue j; j.i = v; return j; }
+inline jvalue arg(jshort v) { jvalue j; j.s = v; return j; }
+inline jvalue arg(jbyte v) { jvalue j; j.b = v; return j; }
+inline jvalue arg(jboolean v) { jvalue j; j.z = v; return j; }
+inline jvalue arg(jlong v) { jvalue j; j.j = v; return j; }
+inline jvalue arg(jobject v) { jvalue j; j.l = v; return j; }
+}  // namespace detail
+
+// Looks `m` up, calls the void method on obj with `args` (jint, jshort,
+// jbyte, jboolean, jlong or object references, exactly as the signature
+// says), checks for an exception.
+template <class... A>
+jint callVoid(JNIEnv* env, jobject obj, jclass cls, const Method& m, A... args)
+{
+    jmethodID id;
+    DVH_TRY(resolve(env, cls, m, id));
+    jvalue values[sizeof...(A) + 1] = {detail::arg(args)...};
+    env->CallVoidMethodA(obj, id, values);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// The same for a method with a result: `out` is a jint, jshort, jbyte,
+// jboolean, jlong or a LocalRef of an object type.
+template <class R, class... A>
+jint call(JNIEnv* env, R& out, jobject obj, jclass cls, const Method& m, A... args)
+{
+    jmethodID id;
+    DVH_TRY(resolve(env, cls, m, id));
+    jvalue values[sizeof...(A) + 1] = {detail::arg(args)...};
+    detail::invoke(env, out, obj, id, values);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// Calls a method already resolved, with the exception check.
+template <class... A>
+jint callVoidId(JNIEnv* env, jobject obj, jmethodID id, A... args)
+{
+    jvalue values[sizeof...(A) + 1] = {detail::arg(args)...};
+    env->CallVoidMethodA(obj, id, values);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// ---------------------------------------------------------------------------
+// Addresses and counters, shared with the toolkit
+// ---------------------------------------------------------------------------
+
+// setIPAddr's steps 1 to 5: a new IPAddr holding `bytes` (n <= 16, the rest
+// zero). Prints its failures ("Find class call failed!\n", "NewObject
+// failed!\n", "GetMethodID setAddress call failed!\n") and returns 0 with
+// `out` empty; kStatusJavaThrew when Java threw.
+jint newIPAddr(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& out);
+// getIPAddr: the 16 address bytes of ipObj into bytes[0..16). A null object
+// prints "NULL jIPObj!\n", a missing getAddressElement its text; both leave
+// the bytes and return 0.
+jint readIPAddr(JNIEnv* env, jobject ipObj, uint8_t* bytes);
+// The 9-byte big-integer array of `value` (reversed: big-endian).
+LocalRef<jbyteArray> bigIntBytes(JNIEnv* env, uint64_t value, bool reversed);
 
 }  // namespace marshal
 }  // namespace dvh
