@@ -68,10 +68,13 @@ Adapter* State::by_instance(uint32_t instance) {
 // Sections of an adapter that later rounds give field-level meaning; until
 // then they are kept as the scenario gave them.
 static const char* const kLaterSections[] = {
-    "chapTable",     "statistics",   "statisticsExtend", "statisticsGen", "connectionErrorLog",
-    "arpLog",        "crashRecord",  "isnsConfig",       "isnsTargets",   "bootcodeDhcp",
+    "statistics",   "statisticsExtend", "statisticsGen", "bootcodeDhcp",
     "vpd",           "diagnostics",
 };
+
+// Sections with a loader of their own.
+static const char* const kOwnSections[] = {"chapTable", "isnsConfig", "isnsTargets", "connectionErrorLog", "arpLog",
+                                           "crashRecord"};
 
 static bool is_later_section(const std::string& key) {
   for (const char* k : kLaterSections)
@@ -229,6 +232,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
                                         "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode"};
     bool ok = is_comment_key(it.key()) || is_later_section(it.key()) || is_security_key(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
+    for (const char* k : kOwnSections) ok = ok || it.key() == k;
     if (!ok) throw LoadError("unknown key \"" + it.key() + "\" in " + path);
   }
   if (!j.contains("instance")) throw LoadError(path + ": missing key \"instance\"");
@@ -287,6 +291,9 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   a.scriptNextMs.assign(a.script.size(), kScriptDone);
   if (j.contains("aenEnabled")) a.aenEnabled = json_bool(j["aenEnabled"], path + ".aenEnabled");
   load_security(j, path, a.security);
+  load_chap_section(j, path, a);
+  load_isns_sections(j, path, a);
+  load_log_sections(j, path, a);
   for (auto it = j.begin(); it != j.end(); ++it)
     if (is_later_section(it.key())) a.later[it.key()] = *it;
   return a;
@@ -379,6 +386,9 @@ json dump_state(const State& state) {
     }
     ja["eventScript"] = script;
     dump_security(a.security, ja);
+    dump_chap_section(a, ja);
+    dump_isns_sections(a, ja);
+    dump_log_sections(a, ja);
     for (auto it = a.later.begin(); it != a.later.end(); ++it) ja[it.key()] = *it;
     adapters.push_back(ja);
   }

@@ -18,43 +18,6 @@ static size_t size_of(const T* p) {
   return p ? sizeof(T) : 0;
 }
 
-// --- CHAP secret table ----------------------------------------------------------
-
-SD_EXPORT SD_STATUS SDGetCHAPEntryNum(SDMGT_HANDLE handle, uint32_t* count) {
-  SdCall c("SDGetCHAPEntryNum");
-  c.arg("handle", handle).rec("count", count, size_of(count));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-// The read functions' table capacity is not part of their contract, so only
-// the count is logged for them; the write functions log the entries they get.
-SD_EXPORT SD_STATUS SDGetCHAPTable(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
-  SdCall c("SDGetCHAPTable");
-  c.arg("handle", handle).rec("count", count, size_of(count));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetCHAPTableMod(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
-  SdCall c("SDGetCHAPTableMod");
-  c.arg("handle", handle).rec("count", count, size_of(count));
-  if (count) c.arg("capacity", *count);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSetCHAPTable(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
-  SdCall c("SDSetCHAPTable");
-  c.arg("handle", handle).rec("count", count, size_of(count));
-  if (count) c.arg("entries", *count);
-  c.rec("table", table, table && count ? size_t(*count) * sizeof(CHAPTABLE) : 0);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSetCHAPTableEntry(SDMGT_HANDLE handle, CHAPTABLE* entry, uint32_t index) {
-  SdCall c("SDSetCHAPTableEntry");
-  c.arg("handle", handle).rec("entry", entry, size_of(entry)).arg("index", index);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
 // --- Targets, LUNs and SCSI commands --------------------------------------------
 
 SD_EXPORT SD_STATUS SDGetDiscPortalPropertyiSCSI(SDMGT_HANDLE handle, uint32_t portal, uint32_t targetID,
@@ -121,40 +84,6 @@ SD_EXPORT SD_STATUS SDGetStatisticsGen(SDMGT_HANDLE handle, HBAPORTSTATGEN* stat
 SD_EXPORT SD_STATUS SDResetStatisticsiSCSI(SDMGT_HANDLE handle, uint16_t port) {
   SdCall c("SDResetStatisticsiSCSI");
   c.arg("handle", handle).arg("port", port);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetLogs(SDMGT_HANDLE handle, uint32_t logType, uint32_t* numEntries, void* buffer) {
-  SdCall c("SDGetLogs");
-  c.arg("handle", handle).arg("logType", logType).rec("numEntries", numEntries, size_of(numEntries));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetCrashRecord(SDMGT_HANDLE handle, const char* fileName) {
-  SdCall c("SDGetCrashRecord");
-  c.arg("handle", handle).text("fileName", fileName);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-// --- iSNS discovery ---------------------------------------------------------------
-
-SD_EXPORT SD_STATUS SDGet_iSNSDiscoveryConfig(SDMGT_HANDLE handle, SDM_ISNS_CONFIG* config) {
-  SdCall c("SDGet_iSNSDiscoveryConfig");
-  c.arg("handle", handle).rec("config", config, size_of(config));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSet_iSNSDiscoveryConfig(SDMGT_HANDLE handle, SDM_ISNS_CONFIG config) {
-  SdCall c("SDSet_iSNSDiscoveryConfig");
-  c.arg("handle", handle).rec("config", &config, sizeof config);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetAlliSNSDiscoveredTargets(SDMGT_HANDLE handle, uint32_t* count,
-                                                  SDM_ISNS_DISCOVERED_TARGET* buffer, uint32_t bufferSize) {
-  SdCall c("SDGetAlliSNSDiscoveredTargets");
-  c.arg("handle", handle).rec("count", count, size_of(count)).arg("bufferSize", bufferSize);
-  c.rec("buffer", buffer, buffer ? bufferSize : 0);
   IZKSIM_NOT_SIMULATED(c);
 }
 

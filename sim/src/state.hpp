@@ -72,6 +72,17 @@ constexpr size_t kDdbTargetId = 460;
 constexpr size_t kDdbDeviceState = 464;
 constexpr size_t kDdbNextValid = 472;
 
+// Sizes of the CHAP, iSNS and log records and tables.
+constexpr size_t kChapEntrySize = 360;     // CHAPTABLE
+constexpr size_t kChapSlots = 128;         // flash slots of a default CHAP table
+constexpr size_t kChapSlotsMax = 256;      // flash indices are 8 bits wide
+constexpr size_t kIsnsConfigSize = 284;    // SDM_ISNS_CONFIG
+constexpr size_t kIsnsTargetSize = 392;    // SDM_ISNS_DISCOVERED_TARGET
+constexpr size_t kIsnsTargetsMax = 512;    // what an iSNS server reports at most
+constexpr size_t kConnErrSize = 20;        // CONNERRTABLE
+constexpr size_t kArpSize = 28;            // ARPTABLE
+constexpr size_t kLogEntriesMax = 128;     // a log buffer's capacity
+
 struct DdbEntry {
   Bytes bytes;               // DEVICEENTRYISCSI; NextValid is filled on read
   bool fixedNextValid = false;  // the scenario gave NextValid itself
@@ -109,6 +120,16 @@ struct Adapter {
   int64_t scriptStartMono = 0;  // mono_ms() when events were enabled
   int64_t scriptStartWall = 0;  // now_ms() at the same moment
 
+  // CHAP table, iSNS discovery, connection error and ARP logs, crash record
+  // (sd_chap.cpp, sd_isns.cpp, sd_logs.cpp).
+  std::vector<Bytes> chapSlots = std::vector<Bytes>(kChapSlots, Bytes(kChapEntrySize, 0));  // CHAPTABLE by flash index
+  Bytes isnsConfig = Bytes(kIsnsConfigSize, 0);  // SDM_ISNS_CONFIG
+  std::vector<Bytes> isnsTargets;                // SDM_ISNS_DISCOVERED_TARGET, in the server's order
+  std::vector<Bytes> connErrors;                 // CONNERRTABLE, oldest first
+  std::vector<Bytes> arpEntries;                 // ARPTABLE
+  bool hasCrashRecord = false;
+  Bytes crashRecord;  // written as it stands to the file SDGetCrashRecord names
+
   // Sections kept for the functions that later rounds simulate (statistics,
   // CHAP table, logs, iSNS, security, boot DHCP options, VPD), as the scenario gave them.
   json later = json::object();
@@ -144,6 +165,17 @@ struct State {
   Adapter* by_handle(uint32_t handle);
   Adapter* by_instance(uint32_t instance);
 };
+
+// The scenario sections of the CHAP table ("chapTable"), iSNS discovery
+// ("isnsConfig", "isnsTargets") and the logs ("connectionErrorLog",
+// "arpLog", "crashRecord"): each loader takes the adapter's JSON object and
+// reads its own keys; each dumper adds them to an adapter's dump.
+void load_chap_section(const json& adapter, const std::string& path, Adapter& a);
+void dump_chap_section(const Adapter& a, json& out);
+void load_isns_sections(const json& adapter, const std::string& path, Adapter& a);
+void dump_isns_sections(const Adapter& a, json& out);
+void load_log_sections(const json& adapter, const std::string& path, Adapter& a);
+void dump_log_sections(const Adapter& a, json& out);
 
 // Builds the state from a scenario; throws LoadError.
 State load_scenario(const json& scenario);

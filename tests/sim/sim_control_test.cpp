@@ -174,16 +174,20 @@ TEST_F(SimTest, FaultsOnceAndAlways) {
   izksim_clear_faults();
   EXPECT_EQ(0u, SDCloseDeviceiSCSI(h));
 
-  // Functions that are not simulated still honour faults.
-  izksim_set_fault("SDGetCHAPEntryNum", 0, 1);
-  uint32_t count = 0;
+  // A fault given once answers one call without its work; the next call does it.
+  h = open(0);
+  izksim_set_fault("SDGetCHAPEntryNum", 0x2000002D, 1);
+  uint32_t count = 77;
+  EXPECT_EQ(0x2000002Du, SDGetCHAPEntryNum(h, &count));
+  EXPECT_EQ(77u, count);
   EXPECT_EQ(0u, SDGetCHAPEntryNum(h, &count));
-  EXPECT_EQ(IZKSIM_ST_NOT_SIMULATED, SDGetCHAPEntryNum(h, &count));
+  EXPECT_NE(77u, count);
 
   const std::vector<json> opens = calls_of("SDOpenDeviceiSCSI");
-  ASSERT_EQ(2u, opens.size());
+  ASSERT_EQ(3u, opens.size());
   EXPECT_EQ(0x20000005u, opens[0]["status"].get<uint32_t>());
   EXPECT_EQ(0u, opens[1]["status"].get<uint32_t>());
+  EXPECT_EQ(0u, opens[2]["status"].get<uint32_t>());
 }
 
 // --- call log -------------------------------------------------------------------------
