@@ -243,6 +243,40 @@ public class HBA {
         deviceDataBase.clear();
     }
 
+    // --- CHAP table and iSNS targets -------------------------------------------------------
+
+    private final List<CHAPTableEntry> chapTable = new ArrayList<>();
+    private final List<iSNSTarget> iSNSTargets = new ArrayList<>();
+
+    /** Adds an entry read from the adapter's CHAP table. */
+    public void addCHAPTableEntry(CHAPTableEntry entry) {
+        chapTable.add(entry);
+    }
+
+    /** The CHAP table entries held, in the order they were added (read-only view). */
+    public List<CHAPTableEntry> getCHAPTableEntries() {
+        return Collections.unmodifiableList(chapTable);
+    }
+
+    /** Forgets the CHAP table entries (the native reads add to what is held). */
+    public void clearCHAPTableEntries() {
+        chapTable.clear();
+    }
+
+    /** Forgets the iSNS targets held; the native read calls it before adding what it found. */
+    public void cleariSNSTargetList() {
+        iSNSTargets.clear();
+    }
+
+    public void addiSNSTarget(iSNSTarget target) {
+        iSNSTargets.add(target);
+    }
+
+    /** The targets the iSNS server reported, in its order (read-only view). */
+    public List<iSNSTarget> getiSNSTargets() {
+        return Collections.unmodifiableList(iSNSTargets);
+    }
+
     /** Adapter-level alias (up to 64 bytes are stored). */
     public String getHBA_Level_Alias() {
         return hbaLevelAlias;

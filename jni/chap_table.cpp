@@ -1,0 +1,396 @@
+// The CHAP secret table: CHAPTABLE records to and from CHAPTableEntry model
+// objects, read and written whole (dense form) or slot by slot with each
+// entry's flash index (sparse form).
+//
+// Secrets travel through as user data; no line this file prints ever shows
+// one.
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "chap_table.h"
+
+#include "adapter_sessions.h"
+#include "byte_shorts.h"
+#include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
+#include "jni_support.h"
+#include "marshal.h"
+
+using namespace dvh;
+using marshal::Conv;
+using marshal::F;
+using marshal::Field;
+
+namespace {
+
+using CT = CHAPTABLE;
+
+// Entries of the buffer the reads hand to the library.
+constexpr uint32_t kChapTableCapacity = 128;
+// Longest array a write takes; a longer (or empty) one is ignored.
+constexpr jsize kMaxWriteElements = 127;
+constexpr size_t kSecretSize = sizeof(CT::ChapSecret);
+
+// A value that travels with the record but is not a field of it.
+struct IndexArgument {
+    uint32_t value;
+};
+struct IndexByte {
+    uint8_t value;
+};
+
+// --- CHAPTABLE -> CHAPTableEntry --------------------------------------------
+
+constexpr Field kFlagsLinkToJava[] = {
+    F("setFlags", "(I)V", DVH_FIELD(CT, Flags), Conv::SetInt, "GetMethodID setFlags - Obj call failed!\n"),
+    F("setLink", "(I)V", DVH_FIELD(CT, Link), Conv::SetInt, "GetMethodID setLink - Obj call failed!\n"),
+};
+constexpr Field kFlashIndexToJava[] = {
+    F("setFlashIndex", "(I)V", DVH_FIELD(IndexArgument, value), Conv::SetInt, "GetMethodID call failed!, 11111\n"),
+};
+constexpr Field kNameToJava[] = {
+    F("setChapName", kStringSetterSig, DVH_FIELD(CT, ChapName), Conv::SetText, "GetMethodID call failed!\n"),
+};
+
+// --- CHAPTableEntry -> CHAPTABLE --------------------------------------------
+
+// Link takes the low 8 bits of getLink only (its high byte is cleared after).
+constexpr Field kFlagsLinkFromJava[] = {
+    F("getFlags", "()I", DVH_FIELD(CT, Flags), Conv::GetInt, "GetMethodID getFlags - Obj call failed!\n"),
+    F("getLink", "()I", offsetof(CT, Link), 1, Conv::GetInt, "GetMethodID getLink - Obj call failed!\n"),
+};
+// The flash index keeps the low 8 bits of getFlashIndex. Its two readers
+// print different texts when it is missing.
+constexpr Field kFlashIndexFromJava[] = {
+    F("getFlashIndex", "()I", DVH_FIELD(IndexByte, value), Conv::GetInt,
+      "GetMethodID getFlags - Obj call failed!, 11207\n"),
+};
+constexpr Field kDeletionIndexFromJava[] = {
+    F("getFlashIndex", "()I", DVH_FIELD(IndexByte, value), Conv::GetInt,
+      "GetMethodID getFlags - Obj call failed!, 593\n"),
+};
+constexpr Field kSecretLengthFromJava[] = {
+    F("getChapSecretLength", "()I", DVH_FIELD(CT, ChapSecretLength), Conv::GetInt,
+      "GetMethodID getChapSecretLength - Obj call failed!\n"),
+};
+constexpr Field kNameFromJava[] = {
+    F("getChapName", kStringGetterSig, DVH_FIELD(CT, ChapName), Conv::GetText, "GetMethodID call failed!\n")
+        .bound(sizeof(CT::ChapName)),
+};
+
+static_assert(marshal::validTable(kFlagsLinkToJava) && marshal::validTable(kFlashIndexToJava) &&
+                  marshal::validTable(kNameToJava) && marshal::validTable(kFlagsLinkFromJava) &&
+                  marshal::validTable(kFlashIndexFromJava) && marshal::validTable(kDeletionIndexFromJava) &&
+                  marshal::validTable(kSecretLengthFromJava) && marshal::validTable(kNameFromJava),
+              "CHAP table accessor tables");
+
+constexpr const char* kAddEntrySig = "(Lcom/norvik/dvh/iscsi/model/CHAPTableEntry;)V";
+
+// The secret bytes a record carries: the first ChapSecretLength of them (at
+// most 100, whatever the length says), zeros after.
+size_t secretBytes(const CT* entry) { return std::min<size_t>(entry->ChapSecretLength, kSecretSize); }
+
+// The accessors are looked up on the model class, found by name each time;
+// an object of another class (or none) never receives them.
+jint chapEntryClass(JNIEnv* env, jobject obj, LocalRef<jclass>& cls)
+{
+    cls = modelClass(env, "CHAPTableEntry");
+    if (!cls) {
+        std::printf("Find Device class call failed!\n");
+        return kStatusClassNotFound;
+    }
+    if (!obj || !env->IsInstanceOf(obj, cls.get())) {
+        std::printf("NULL javaCHAPEntryObject!\n");
+        return kStatusNullObject;
+    }
+    return kStatusOk;
+}
+
+jint secretToJava(JNIEnv* env, jobject obj, jclass cls, const CT* entry)
+{
+    jmethodID mid = methodId(env, cls, "setChapSecret", "([SI)V");
+    if (!mid) {
+        std::printf("GetMethodID setChapSecret call failed!\n");
+        return kStatusLookupFailed;
+    }
+    uint8_t secret[kSecretSize] = {};
+    std::memcpy(secret, entry->ChapSecret, secretBytes(entry));
+    return callShortsIntSetter(env, obj, mid, secret, kSecretSize, entry->ChapSecretLength);
+}
+
+// Stores the low byte of element i for i below the secret's length and 0 for
+// the rest. Elements the array lacks (or a null array) count as 0.
+jint secretFromJava(JNIEnv* env, jobject obj, jclass cls, CT* entry)
+{
+    jmethodID mid = methodId(env, cls, "getChapSecret", "()[S");
+    if (!mid) {
+        std::printf("GetMethodID getChapSecret call failed!\n");
+        return kStatusLookupFailed;
+    }
+    LocalRef<jshortArray> array(env, static_cast<jshortArray>(env->CallObjectMethod(obj, mid)));
+    if (thrown(env))
+        return kStatusJavaThrew;
+    jshort values[kSecretSize] = {};
+    const size_t wanted = secretBytes(entry);
+    if (array) {
+        const jsize length = env->GetArrayLength(array.get());
+        const size_t n = std::min(wanted, static_cast<size_t>(length < 0 ? 0 : length));
+        env->GetShortArrayRegion(array.get(), 0, static_cast<jsize>(n), values);
+    }
+    for (size_t i = 0; i < kSecretSize; ++i)
+        entry->ChapSecret[i] = i < wanted ? static_cast<uint8_t>(values[i]) : 0;
+    return kStatusOk;
+}
+
+// setFlags, setLink, [setFlashIndex], setChapSecret, setChapName.
+jint entryToJava(JNIEnv* env, jobject obj, const CT* entry, const uint32_t* flashIndex)
+{
+    LocalRef<jclass> cls;
+    DVH_TRY(chapEntryClass(env, obj, cls));
+    DVH_TRY(marshal::toJava(env, obj, cls.get(), entry, kFlagsLinkToJava));
+    if (flashIndex) {
+        IndexArgument index{*flashIndex};
+        DVH_TRY(marshal::toJava(env, obj, cls.get(), &index, kFlashIndexToJava));
+    }
+    DVH_TRY(secretToJava(env, obj, cls.get(), entry));
+    return marshal::toJava(env, obj, cls.get(), entry, kNameToJava);
+}
+
+// getFlags, getLink, [getFlashIndex], getChapSecretLength, getChapSecret, getChapName.
+jint entryFromJava(JNIEnv* env, jobject obj, CT* entry, uint32_t* flashIndex)
+{
+    LocalRef<jclass> cls;
+    DVH_TRY(chapEntryClass(env, obj, cls));
+    DVH_TRY(marshal::fromJava(env, obj, cls.get(), entry, kFlagsLinkFromJava));
+    entry->Link &= 0x00FF;
+    if (flashIndex) {
+        IndexByte index{0};
+        DVH_TRY(marshal::fromJava(env, obj, cls.get(), &index, kFlashIndexFromJava));
+        *flashIndex = index.value;
+    }
+    DVH_TRY(marshal::fromJava(env, obj, cls.get(), entry, kSecretLengthFromJava));
+    DVH_TRY(secretFromJava(env, obj, cls.get(), entry));
+    return marshal::fromJava(env, obj, cls.get(), entry, kNameFromJava);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Marshalling routines
+// ---------------------------------------------------------------------------
+
+jint setiSCSICHAPEntry(JNIEnv* env, jobject jEntry, const CHAPTABLE* entry)
+{
+    return entryToJava(env, jEntry, entry, nullptr);
+}
+
+jint setiSCSICHAPEntrySparse(JNIEnv* env, jobject jEntry, const CHAPTABLE* table, uint32_t index)
+{
+    return entryToJava(env, jEntry, &table[index], &index);
+}
+
+jint getiSCSICHAPEntry(JNIEnv* env, jobject jEntry, CHAPTABLE* entry)
+{
+    return entryFromJava(env, jEntry, entry, nullptr);
+}
+
+jint getiSCSICHAPEntrySparse(JNIEnv* env, jobject jEntry, CHAPTABLE* entry, uint32_t* index)
+{
+    return entryFromJava(env, jEntry, entry, index);
+}
+
+jint getiSCSICHAPEntryIndex(JNIEnv* env, jobject jEntry, uint32_t* index)
+{
+    LocalRef<jclass> cls;
+    DVH_TRY(chapEntryClass(env, jEntry, cls));
+    IndexByte value{0};
+    DVH_TRY(marshal::fromJava(env, jEntry, cls.get(), &value, kDeletionIndexFromJava));
+    *index = value.value;
+    return kStatusOk;
+}
+
+namespace {
+
+// Adds entries 0 .. count-1 of the table to jHBA as new CHAPTableEntry
+// objects. The sparse form passes each entry's flash index and skips the
+// free slots after slot 0 (slot 0 is always delivered).
+jint addEntries(JNIEnv* env, jobject jHBA, const std::vector<CT>& table, uint32_t count, bool sparse)
+{
+    LocalRef<jclass> hbaClass = objectClass(env, jHBA);
+    LocalRef<jclass> cls = modelClass(env, "CHAPTableEntry");
+    if (!cls) {
+        std::printf("Find CHAP class call failed!\n");
+        return kStatusClassNotFound;
+    }
+    // The library's count is trusted no further than the buffer reaches.
+    const uint32_t n = std::min<uint32_t>(count, static_cast<uint32_t>(table.size()));
+    for (uint32_t i = 0; i < n; ++i) {
+        if (sparse && i != 0 && table[i].ChapName[0] == 0)
+            continue;
+        LocalRef<jobject> obj = newObject(env, cls.get());
+        if (!obj) {
+            if (thrown(env))
+                return kStatusJavaThrew;
+            std::printf("New Device Object failed!\n");
+            return kStatusNullObject;
+        }
+        const jint status = sparse ? setiSCSICHAPEntrySparse(env, obj.get(), table.data(), i)
+                                   : setiSCSICHAPEntry(env, obj.get(), &table[i]);
+        if (status == kStatusJavaThrew)
+            return status;
+        if (status != kStatusOk) {
+            std::fputs(sparse ? "setiSCSICHAPEntrySparse() failed!\n" : "setiSCSICHAPEntry() failed!\n", stdout);
+            return kStatusNullObject;
+        }
+        jmethodID add = methodId(env, hbaClass.get(), "addCHAPTableEntry", kAddEntrySig);
+        if (!add) {
+            std::printf("GetMethodID addCHAPTableEntry - Obj call failed!\n");
+            return kStatusLookupFailed;
+        }
+        env->CallVoidMethod(jHBA, add, obj.get());
+        if (thrown(env))
+            return kStatusJavaThrew;
+    }
+    return kStatusOk;
+}
+
+// The element of a Java array; null when the element is null (message
+// printed) or when reading it threw.
+LocalRef<jobject> chapElement(JNIEnv* env, jobjectArray array, jsize i)
+{
+    LocalRef<jobject> element(env, env->GetObjectArrayElement(array, i));
+    if (!element && !thrown(env))
+        std::printf("NULL javaCHAPEntryObject!\n");
+    return element;
+}
+
+jint elementStatus(JNIEnv* env) { return thrown(env) ? kStatusJavaThrew : kStatusNullObject; }
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Native methods
+// ---------------------------------------------------------------------------
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getCHAPTableData(JNIEnv* env, jobject, jint dev,
+                                                                                 jobject jHBA)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    // The entries go to jHBA; without one there is nowhere to put them.
+    if (!jHBA) {
+        std::printf("NULL jHBA!\n");
+        return kStatusNullObject;
+    }
+    std::vector<CT> table(kChapTableCapacity);
+    const SDMGT_HANDLE handle = handleAt(dev);
+    uint32_t count = 0;
+    SD_STATUS status = SDGetCHAPEntryNum(handle, &count);
+    if (status != 0) {
+        std::printf("JNI: SDGetCHAPEntryNum call failed! %x \n", status);
+        return kStatusNullObject;
+    }
+    // The entry count goes in as the table's capacity: never more than the buffer holds.
+    count = std::min(count, kChapTableCapacity);
+    status = SDGetCHAPTable(handle, table.data(), &count);
+    if (status != 0) {
+        std::printf("JNI: SDGetCHAPTable call failed! %x \n", status);
+        return kStatusNullObject;
+    }
+    return addEntries(env, jHBA, table, count, false);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getCHAPTableSparse(JNIEnv* env, jobject, jint dev,
+                                                                                   jobject jHBA)
+{
+    constexpr SD_STATUS kMoreEntries = 0x2000007E;
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jHBA) {
+        std::printf("NULL jHBA!\n");
+        return kStatusNullObject;
+    }
+    std::vector<CT> table(kChapTableCapacity);
+    uint32_t count = kChapTableCapacity;
+    const SD_STATUS status = SDGetCHAPTableMod(handleAt(dev), table.data(), &count);
+    if (status != 0 && status != kMoreEntries) {
+        std::printf("JNI: SDGetCHAPTableSparse call failed! %x \n", status);
+        return kStatusNullObject;
+    }
+    DVH_TRY(addEntries(env, jHBA, table, count, true));
+    return static_cast<jint>(status);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setCHAPTableData(JNIEnv* env, jobject, jint dev,
+                                                                                 jobjectArray jArray)
+{
+    if (!jArray) {
+        std::printf("NULL jArray!\n");
+        return kStatusNullObject;
+    }
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    const jsize n = env->GetArrayLength(jArray);
+    if (n == 0 || n > kMaxWriteElements)
+        return kStatusOk;
+    // Slot 0 stays blank; element i goes to slot i + 1. The buffer is freed
+    // on every way out.
+    std::vector<CT> buffer(static_cast<size_t>(n) + 1);
+    for (jsize i = 0; i < n; ++i) {
+        LocalRef<jobject> element = chapElement(env, jArray, i);
+        if (!element)
+            return elementStatus(env);
+        DVH_TRY(getiSCSICHAPEntry(env, element.get(), &buffer[static_cast<size_t>(i) + 1]));
+    }
+    uint32_t count = static_cast<uint32_t>(n) + 1;
+    return static_cast<jint>(SDSetCHAPTable(handleAt(dev), buffer.data(), &count));
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setCHAPTableSparse(JNIEnv* env, jobject, jint dev,
+                                                                                   jobjectArray jArray,
+                                                                                   jobjectArray jRemovedArray)
+{
+    if (!jArray) {
+        std::printf("NULL jArray!\n");
+        return kStatusNullObject;
+    }
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    const SDMGT_HANDLE handle = handleAt(dev);
+
+    // Deletions first; their statuses are not looked at.
+    const jsize removed = jRemovedArray ? env->GetArrayLength(jRemovedArray) : 0;
+    if (removed >= 1 && removed <= kMaxWriteElements) {
+        for (jsize i = 0; i < removed; ++i) {
+            LocalRef<jobject> element = chapElement(env, jRemovedArray, i);
+            if (!element)
+                return elementStatus(env);
+            uint32_t index = 0;
+            DVH_TRY(getiSCSICHAPEntryIndex(env, element.get(), &index));
+            CT blank{};
+            SDSetCHAPTableEntry(handle, &blank, index);
+        }
+    }
+
+    const jsize n = env->GetArrayLength(jArray);
+    if (n == 0 || n > kMaxWriteElements)
+        return kStatusOk;
+    // One entry serves every element in turn: a name an element leaves
+    // unset (getChapName answering null) keeps the previous element's.
+    CT entry{};
+    for (jsize i = 0; i < n; ++i) {
+        LocalRef<jobject> element = chapElement(env, jArray, i);
+        if (!element)
+            return elementStatus(env);
+        uint32_t index = 0;
+        DVH_TRY(getiSCSICHAPEntrySparse(env, element.get(), &entry, &index));
+        SDSetCHAPTableEntry(handle, &entry, index);
+    }
+    return kStatusOk;
+}
+
+}  // extern "C"

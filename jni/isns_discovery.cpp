@@ -1,0 +1,294 @@
+// iSNS discovery: the discovery configuration (SDM_ISNS_CONFIG) to and from
+// its Java object, and the targets the iSNS server reported, added to the
+// adapter object as iSNSTarget objects.
+#include "isns_discovery.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <new>
+
+#include "adapter_sessions.h"
+#include "byte_shorts.h"
+#include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
+#include "jni_support.h"
+#include "marshal.h"
+#include "toolkit.h"
+
+using namespace dvh;
+using marshal::Conv;
+using marshal::F;
+using marshal::Field;
+
+namespace {
+
+using IC = SDM_ISNS_CONFIG;
+using DT = SDM_ISNS_DISCOVERED_TARGET;
+
+// Target buffers: 30 records first, 512 when the first does not suffice.
+constexpr uint32_t kSmallTargets = 30;
+constexpr uint32_t kLargeTargets = 512;
+constexpr uint32_t kSmallBufferSize = kSmallTargets * sizeof(DT);
+constexpr uint32_t kLargeBufferSize = 0x31000;
+static_assert(kSmallBufferSize == 11760 && kLargeBufferSize == kLargeTargets * sizeof(DT), "target buffers");
+
+constexpr SD_STATUS kBufferTooSmall = 0x20000072;
+constexpr SD_STATUS kNotSupportedOS = 0x2000001c;
+constexpr SD_STATUS kNotSupported = 0x2000002d;
+constexpr jint kOutOfMemory = 0x2000001f;
+
+// Longest initiator name taken from Java (less than the field holds; the
+// cleared record supplies the terminator).
+constexpr uint32_t kInitiatorNameBound = 224;
+
+constexpr Field kConfigFlagsToJava[] = {
+    F("setEnableiSNSDiscoveryFlag", "(I)V", DVH_FIELD(IC, performiSNSDiscovery), Conv::SetInt,
+      "GetMethodID setEnableiSNSDiscoveryFlag - Obj call failed!\n"),
+    F("setAutomaticDiscoveryFlag", "(I)V", DVH_FIELD(IC, AutomaticiSNSDiscovery), Conv::SetInt,
+      "GetMethodID setAutomaticDiscoveryFlag - Obj call failed!\n"),
+};
+// The record's flags are 1 or 0 after a cleared record took the booleans.
+constexpr Field kConfigFlagsFromJava[] = {
+    F("getEnableiSNSDiscoveryFlag", "()Z", DVH_FIELD(IC, performiSNSDiscovery), Conv::GetBool,
+      "GetMethodID getEnableiSNSDiscoveryFlag - Obj call failed!\n")
+        .mask(1),
+    F("getAutomaticDiscoveryFlag", "()Z", DVH_FIELD(IC, AutomaticiSNSDiscovery), Conv::GetBool,
+      "GetMethodID setAutomaticDiscoveryFlag - Obj call failed!\n")
+        .mask(1),
+};
+constexpr Field kConfigNameFromJava[] = {
+    F("getHBAiSCSIName", kStringGetterSig, DVH_FIELD(IC, initiatorName), Conv::GetText, "GetMethodID call failed!\n")
+        .bound(kInitiatorNameBound),
+};
+
+constexpr Field kTargetPortToJava[] = {
+    F("setPort", "(I)V", offsetof(DT, targetPortal[0].port), sizeof(uint16_t), Conv::SetInt,
+      "GetMethodID setPort - Obj call failed!\n"),
+};
+constexpr Field kTargetNamesToJava[] = {
+    F("setiSCSIName", kStringSetterSig, DVH_FIELD(DT, targetName), Conv::SetText,
+      "GetMethodID call failed (setiSCSIName)!\n"),
+    F("setiSCSIAlias", kStringSetterSig, DVH_FIELD(DT, targetAlias), Conv::SetText,
+      "GetMethodID call failed (setiSCSIName)!\n"),
+};
+
+static_assert(marshal::validTable(kConfigFlagsToJava) && marshal::validTable(kConfigFlagsFromJava) &&
+                  marshal::validTable(kConfigNameFromJava) && marshal::validTable(kTargetPortToJava) &&
+                  marshal::validTable(kTargetNamesToJava),
+              "iSNS accessor tables");
+
+// Calls a "([SI)V" address setter with the 16 address bytes and the type.
+jint addressToJava(JNIEnv* env, jobject obj, jclass cls, const char* name, const ISCSIIPADDR& addr,
+                   const char* missingMessage)
+{
+    jmethodID mid = methodId(env, cls, name, "([SI)V");
+    if (!mid) {
+        std::fputs(missingMessage, stdout);
+        return kStatusLookupFailed;
+    }
+    return callShortsIntSetter(env, obj, mid, addr.IPAddress, sizeof addr.IPAddress, addr.Type);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Marshalling routines
+// ---------------------------------------------------------------------------
+
+jint SDMToJava_iSNSDiscoveryConfig(JNIEnv* env, jobject cfg, const SDM_ISNS_CONFIG* config)
+{
+    if (!cfg) {
+        std::printf("NULL iSNSDiscoveryConfig!\n");
+        return kStatusBadIndex;
+    }
+    LocalRef<jclass> cls = objectClass(env, cfg);
+    DVH_TRY(marshal::toJava(env, cfg, cls.get(), config, kConfigFlagsToJava));
+    DVH_TRY(addressToJava(env, cfg, cls.get(), "setServerIPAddress", config->ipAddr,
+                          "GetMethodID setServerIPAddress call failed!\n"));
+    // The record carries no host name: the object gets a single blank.
+    jmethodID setHostname = methodId(env, cls.get(), "setServerHostname", kStringSetterSig);
+    if (!setHostname) {
+        std::printf("GetMethodID call failed (setServerHostname)!\n");
+        return kStatusLookupFailed;
+    }
+    LocalRef<jstring> blank(env, env->NewStringUTF(" "));
+    if (!blank)
+        return kStatusJavaThrew;
+    env->CallVoidMethod(cfg, setHostname, blank.get());
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+jint JavaToSDM_iSNSDiscoveryConfig(JNIEnv* env, jobject cfg, SDM_ISNS_CONFIG* config)
+{
+    if (!cfg) {
+        std::printf("NULL javaChipInfoObject!2\n");
+        return kStatusBadIndex;
+    }
+    LocalRef<jclass> cls = objectClass(env, cfg);
+    if (!cls) {
+        std::printf("Find iSNSDiscoveryConfig class call failed!\n");
+        return kStatusClassNotFound;
+    }
+    DVH_TRY(marshal::fromJava(env, cfg, cls.get(), config, kConfigFlagsFromJava));
+    LocalRef<jobject> address;
+    DVH_TRY(getObjectField(env, cfg, cls.get(), "getServerIPAddress", kIPAddrGetterSig,
+                           "GetMethodID  getIPAddr call failed!\n", "NULL javaIPObject!\n", address));
+    DVH_TRY(getIPAddr(env, address.get(), &config->ipAddr));
+    return marshal::fromJava(env, cfg, cls.get(), config, kConfigNameFromJava);
+}
+
+jint SDMToJava_iSNSDiscoveredTargets(JNIEnv* env, jclass hbacls, jclass iSNSTargetcls, jobject jHBAObj,
+                                     const SDM_ISNS_DISCOVERED_TARGET* record)
+{
+    if (!hbacls) {
+        std::printf("NULL java HBA Class! (hbacls)\n");
+        return kStatusBadIndex;
+    }
+    if (!iSNSTargetcls) {
+        std::printf("NULL java iSNSTarget Class! (iSNSTargetcls)\n");
+        return kStatusBadIndex;
+    }
+    if (!jHBAObj) {
+        std::printf("NULL java hba Object! (jHBAObj)\n");
+        return kStatusBadIndex;
+    }
+    if (!record) {
+        std::printf("NULL Input Buffer! (discoveredTargetTable)\n");
+        return kStatusBadIndex;
+    }
+    LocalRef<jobject> target = newObject(env, iSNSTargetcls);
+    if (!target) {
+        if (thrown(env))
+            return kStatusJavaThrew;
+        std::printf("New Device Object failed for iSNSEntry!\n");
+        return kStatusNullObject;
+    }
+    // Only the first portal is handed over, however many the target has.
+    DVH_TRY(marshal::toJava(env, target.get(), iSNSTargetcls, record, kTargetPortToJava));
+    DVH_TRY(marshal::toJava(env, target.get(), iSNSTargetcls, record, kTargetNamesToJava));
+    DVH_TRY(addressToJava(env, target.get(), iSNSTargetcls, "setIPAddress", record->targetPortal[0].ipAddr,
+                          "GetMethodID setIPAddressJNI(short[],int) call failed!\n"));
+    jmethodID add = methodId(env, hbacls, "addiSNSTarget", "(Lcom/norvik/dvh/iscsi/model/iSNSTarget;)V");
+    if (!add) {
+        std::printf("GetMethodID addiSNSTarget call failed!\n");
+        return kStatusLookupFailed;
+    }
+    env->CallVoidMethod(jHBAObj, add, target.get());
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// ---------------------------------------------------------------------------
+// Native methods
+// ---------------------------------------------------------------------------
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSNSDiscoveryConfig(JNIEnv* env, jobject,
+                                                                                       jint dev, jobject cfg)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!cfg) {
+        std::printf("NULL java iSNSDiscoveryConfig Object!\n");
+        return kStatusNullObject;
+    }
+    SDM_ISNS_CONFIG config{};
+    const SD_STATUS status = SDGet_iSNSDiscoveryConfig(handleAt(dev), &config);
+    if (status != 0) {
+        std::printf("\nSDGet_iSNSDiscoveryConfig call failed! return Code:%X\n", status);
+        return static_cast<jint>(status);
+    }
+    return SDMToJava_iSNSDiscoveryConfig(env, cfg, &config);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setiSNSDiscoveryConfig(JNIEnv* env, jobject,
+                                                                                       jint dev, jobject cfg)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!cfg) {
+        std::printf("NULL java iSNSDiscoveryConfig Object!\n");
+        return kStatusNullObject;
+    }
+    SDM_ISNS_CONFIG config{};
+    const jint filled = JavaToSDM_iSNSDiscoveryConfig(env, cfg, &config);
+    if (filled == kStatusJavaThrew)
+        return filled;
+    if (filled != kStatusOk) {
+        // The text names the library call although the Java side failed.
+        std::printf("SDSet_iSNSDiscoveryConfig call failed! return Code:%X\n", static_cast<unsigned>(filled));
+        return filled;
+    }
+    const SD_STATUS status = SDSet_iSNSDiscoveryConfig(handleAt(dev), config);
+    if (status != 0) {
+        std::printf("\nSDSet_iSNSDiscoveryConfig call failed! return Code:%X\n", status);
+        return static_cast<jint>(status);
+    }
+    return kStatusOk;
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSNSTargets(JNIEnv* env, jobject, jint dev,
+                                                                               jobject jHBA)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jHBA) {
+        std::printf("NULL java HBA Object!\n");
+        return kStatusNullObject;
+    }
+    const SDMGT_HANDLE handle = handleAt(dev);
+    DT small[kSmallTargets]{};
+    std::unique_ptr<DT[]> large;  // freed on every way out
+    const DT* records = small;
+    uint32_t capacity = kSmallTargets;
+    uint32_t targetCount = 0;
+    SD_STATUS status = SDGetAlliSNSDiscoveredTargets(handle, &targetCount, small, kSmallBufferSize);
+    if (status == kNotSupportedOS || status == kNotSupported) {
+        std::printf("SDGetAlliSNSDiscoveredTargets call Not Supported for this OS\n");
+        return static_cast<jint>(status);
+    }
+    if (status == kBufferTooSmall || targetCount > kSmallTargets) {
+        large.reset(new (std::nothrow) DT[kLargeTargets]());
+        if (!large) {
+            std::printf("Unable to Allocate Full Size Buffer, memory not available\n");
+            return kOutOfMemory;
+        }
+        targetCount = 0;
+        status = SDGetAlliSNSDiscoveredTargets(handle, &targetCount, large.get(), kLargeBufferSize);
+        records = large.get();
+        capacity = kLargeTargets;
+    }
+    if (status != 0) {
+        std::printf("SDGetAlliSNSDiscoveredTargets call failed return Code:%X\n", status);
+        return static_cast<jint>(status);
+    }
+
+    LocalRef<jclass> hbaClass = objectClass(env, jHBA);
+    jmethodID clear = methodId(env, hbaClass.get(), "cleariSNSTargetList", "()V");
+    if (!clear) {
+        std::printf("GetMethodID cleariSNSTargetList call failed!\n");
+        return kStatusLookupFailed;
+    }
+    env->CallVoidMethod(jHBA, clear);
+    if (thrown(env))
+        return kStatusJavaThrew;
+    LocalRef<jclass> targetClass = modelClass(env, "iSNSTarget");
+    if (!targetClass) {
+        std::printf("Find class call failed for iSNSTarget!\n");
+        return kStatusClassNotFound;
+    }
+    // The library's count is trusted no further than the buffer in use reaches.
+    const uint32_t n = std::min(targetCount, capacity);
+    for (uint32_t i = 0; i < n; ++i) {
+        const jint added = SDMToJava_iSNSDiscoveredTargets(env, hbaClass.get(), targetClass.get(), jHBA, &records[i]);
+        if (added == kStatusJavaThrew)
+            return added;
+        if (added != kStatusOk) {
+            std::printf("Failed Adding iSNS Targets to HBA, (SDMToJava_iSNSDiscoveredTargets) call failed!\n");
+            return added;
+        }
+    }
+    return kStatusOk;
+}
+
+}  // extern "C"
