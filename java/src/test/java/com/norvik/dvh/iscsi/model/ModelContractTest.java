@@ -113,7 +113,33 @@ class ModelContractTest {
             "DriverInfo setDriverVersion (Ljava/lang/String;)V",
             "DriverInfo setDriverAttribute (I)V",
             "ChipInfo setBoardModel (Ljava/lang/String;)V",
-            "ChipInfo setChipVersion (I)V");
+            "ChipInfo setChipVersion (I)V",
+
+            "CHAPTableEntry <init> ()V",
+            "CHAPTableEntry setFlags (I)V", "CHAPTableEntry getFlags ()I",
+            "CHAPTableEntry setLink (I)V", "CHAPTableEntry getLink ()I",
+            "CHAPTableEntry setChapSecret ([SI)V", "CHAPTableEntry getChapSecret ()[S",
+            "CHAPTableEntry getChapSecretLength ()I",
+            "CHAPTableEntry setChapName (Ljava/lang/String;)V", "CHAPTableEntry getChapName ()Ljava/lang/String;",
+            "CHAPTableEntry setFlashIndex (I)V", "CHAPTableEntry getFlashIndex ()I",
+            "HBA addCHAPTableEntry (" + P + "CHAPTableEntry;)V",
+            "HBA cleariSNSTargetList ()V",
+            "HBA addiSNSTarget (" + P + "iSNSTarget;)V",
+            "iSNSTarget <init> ()V",
+            "iSNSTarget setPort (I)V",
+            "iSNSTarget setiSCSIName (Ljava/lang/String;)V",
+            "iSNSTarget setiSCSIAlias (Ljava/lang/String;)V",
+            "iSNSTarget setIPAddress ([SI)V",
+            "iSNSDiscoveryConfig getEnableiSNSDiscoveryFlag ()Z",
+            "iSNSDiscoveryConfig getAutomaticDiscoveryFlag ()Z",
+            "iSNSDiscoveryConfig getServerIPAddress ()" + P + "IPAddr;",
+            "iSNSDiscoveryConfig getHBAiSCSIName ()Ljava/lang/String;",
+            "iSNSDiscoveryConfig setEnableiSNSDiscoveryFlag (I)V",
+            "iSNSDiscoveryConfig setAutomaticDiscoveryFlag (I)V",
+            "iSNSDiscoveryConfig setServerIPAddress ([SI)V",
+            "iSNSDiscoveryConfig setServerHostname (Ljava/lang/String;)V",
+            "AdapterLogs setConnectErrorLogEntries ([J)V",
+            "AdapterLogs setARPLogEntries ([J)V");
 
     @Test
     void everyAccessorTheNativeSideLooksUpExistsWithItsExactSignature() throws Exception {
