@@ -89,6 +89,18 @@ jint addressToJava(JNIEnv* env, jobject obj, jclass cls, const char* name, const
     return callShortsIntSetter(env, obj, mid, addr.IPAddress, sizeof addr.IPAddress, addr.Type);
 }
 
+// The index test, then the configuration object's.
+jint configArguments(jint dev, jobject cfg)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!cfg) {
+        std::printf("NULL java iSNSDiscoveryConfig Object!\n");
+        return kStatusNullObject;
+    }
+    return kStatusOk;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -186,12 +198,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSNSDiscoveryConfig(JNIEnv* env, jobject,
                                                                                        jint dev, jobject cfg)
 {
-    if (devOutOfRange(dev))
-        return kStatusBadIndex;
-    if (!cfg) {
-        std::printf("NULL java iSNSDiscoveryConfig Object!\n");
-        return kStatusNullObject;
-    }
+    DVH_TRY(configArguments(dev, cfg));
     SDM_ISNS_CONFIG config{};
     const SD_STATUS status = SDGet_iSNSDiscoveryConfig(handleAt(dev), &config);
     if (status != 0) {
@@ -204,12 +211,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSNSDiscovery
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setiSNSDiscoveryConfig(JNIEnv* env, jobject,
                                                                                        jint dev, jobject cfg)
 {
-    if (devOutOfRange(dev))
-        return kStatusBadIndex;
-    if (!cfg) {
-        std::printf("NULL java iSNSDiscoveryConfig Object!\n");
-        return kStatusNullObject;
-    }
+    DVH_TRY(configArguments(dev, cfg));
     SDM_ISNS_CONFIG config{};
     const jint filled = JavaToSDM_iSNSDiscoveryConfig(env, cfg, &config);
     if (filled == kStatusJavaThrew)
