@@ -1,5 +1,6 @@
 package com.norvik.dvh.iscsi.examiner;
 
+import com.fasterxml.jackson.annotation.JsonInclude;
 import com.fasterxml.jackson.annotation.JsonPropertyOrder;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.fasterxml.jackson.databind.SerializationFeature;
@@ -369,7 +370,7 @@ public class Examiner implements Callable<Integer> {
     }
 
     /** One adapter: its properties, firmware block and device database, and what could not be read. */
-    @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase"})
+    @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "security"})
     public static class AdapterReport {
         public int instance;
         /** One line per native call that did not succeed, e.g. "getChipInfo: status 0x2000002d". */
@@ -377,6 +378,9 @@ public class Examiner implements Callable<Integer> {
         public Properties properties = new Properties();
         public Firmware firmware = new Firmware();
         public List<Entry> deviceDatabase = new ArrayList<>();
+        /** The IPsec engine; absent when it reports nothing. */
+        @JsonInclude(JsonInclude.Include.NON_NULL)
+        public SecurityReport security;
 
         static AdapterReport gather(ApiWrapper api, int instance) {
             AdapterReport a = new AdapterReport();
@@ -396,6 +400,7 @@ public class Examiner implements Callable<Integer> {
             for (DevDBEntry e : hba.getDeviceDataBaseEntries()) {
                 a.deviceDatabase.add(Entry.of(e));
             }
+            a.security = SecurityReport.gather(api, instance, a.problems);
             return a;
         }
 
@@ -423,6 +428,9 @@ public class Examiner implements Callable<Integer> {
                 for (Entry e : deviceDatabase) {
                     e.appendText(sb);
                 }
+            }
+            if (security != null) {
+                security.appendText(sb);
             }
         }
     }
