@@ -2,23 +2,23 @@
 // SECTRANSFORM arrays) to and from SecurityPolicyEntry and SecurityTransform
 // objects, and the native methods that read and write the whole table.
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 #include "adapter_sessions.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
 #include "jni_support.h"
-#include "marshal_steps.h"
+#include "marshal.h"
 #include "security.h"
 #include "toolkit.h"
 
 using namespace dvh;
 using marshal::Conv;
-using steps::AddrFromJava;
-using steps::AddrIPv4ToJava;
-using steps::Clamped;
-using steps::E;
-using steps::Step;
-using steps::TextOfLength;
+using marshal::Field;
+using marshal::M;
+using marshal::Method;
+using marshal::Msg;
+using marshal::method;
 
 namespace {
 
@@ -28,9 +28,7 @@ constexpr uint32_t kMaxKeyLength = 31;  // the 32nd byte of a key stays zero
 constexpr uint32_t kIkePolicyKind = 3;
 constexpr uint16_t kIkeTransformType = 1;
 
-constexpr const char* kTransformGetterSig = "(I)Lcom/norvik/dvh/iscsi/model/SecurityTransform;";
-constexpr const char* kTransformAdderSig = "(Lcom/norvik/dvh/iscsi/model/SecurityTransform;)V";
-constexpr const char* kPolicyAdderSig = "(Lcom/norvik/dvh/iscsi/model/SecurityPolicyEntry;)V";
+constexpr const char* kGeneric = "GetMethodID call failed!\n";
 
 using SP = SECURITYPOLICY;
 using ST = SECTRANSFORM;
@@ -38,132 +36,199 @@ using ST = SECTRANSFORM;
 // Offset of a member with the width of its low byte: values coming from Java
 // keep only their low 8 bits, the zeroed record supplies the rest.
 #define DVH_LOW_BYTE(Record, member) offsetof(Record, member), 1
+// The IPv4 part of an address member: its first four bytes.
+#define DVH_IPV4(Record, member) offsetof(Record, member), 4
 
 // --- SECURITYPOLICY -> SecurityPolicyEntry ------------------------------------
 
-constexpr Step kPolicyToJava[] = {
-    E("setKind", DVH_FIELD(SP, PolicyKind), Conv::SetInt, "GetMethodID setPolicyKind - Obj call failed!\n"),
-    E("setPriority", DVH_FIELD(SP, Priority), Conv::SetInt, "GetMethodID setPriority - Obj call failed!\n"),
-    E("setProtocol", DVH_FIELD(SP, Protocol), Conv::SetInt, "GetMethodID setProtocol - Obj call failed!\n"),
-    AddrIPv4ToJava("setTunnelIPAddr", offsetof(SP, TunnelIPAddr), kAddrTunnel),
-    AddrIPv4ToJava("setSourceAddr", offsetof(SP, SourceAddr), kAddrSource),
-    AddrIPv4ToJava("setDestStartAddr", offsetof(SP, DestStartAddr), kAddrDestStart),
-    AddrIPv4ToJava("setDestEndAddr", offsetof(SP, DestEndAddr), kAddrDestEnd),
-    E("setDestType", DVH_FIELD(SP, DestType), Conv::SetInt, "GetMethodID setDestType - Obj call failed!\n"),
-    E("setAction", DVH_FIELD(SP, Action), Conv::SetInt, "GetMethodID setAction - Obj call failed!\n"),
-    E("setPort", DVH_FIELD(SP, DestPort), Conv::SetInt, "GetMethodID setPort - Obj call failed!\n"),
-    E("setPolicyName", DVH_FIELD(SP, PolicyName), Conv::SetText, "GetMethodID call failed!\n"),
-    E("setIKEMode", DVH_FIELD(SP, IKEMode), Conv::SetInt, "GetMethodID setIKEMode - Obj call failed!\n"),
-    E("setIKEPFS", DVH_FIELD(SP, IKEPFS), Conv::SetBool, "GetMethodID setIKEPFS - Obj call failed!\n", 0xFF),
-    E("setIKEDirection", DVH_FIELD(SP, IKEDirection), Conv::SetInt, "GetMethodID setIKEDirection - Obj call failed!\n"),
-    E("setAutoIPSec", DVH_FIELD(SP, AutoIPSec), Conv::SetBool, "GetMethodID setAutoIPSec - Obj call failed!\n", 0xFF),
+constexpr Field kPolicyToJava[] = {
+    M("setKind", DVH_FIELD(SP, PolicyKind), Conv::SetInt).message("GetMethodID setPolicyKind - Obj call failed!\n"),
+    M("setPriority", DVH_FIELD(SP, Priority), Conv::SetInt, Msg::Obj),
+    M("setProtocol", DVH_FIELD(SP, Protocol), Conv::SetInt, Msg::Obj),
+    M("setTunnelIPAddr", DVH_IPV4(SP, TunnelIPAddr), Conv::SetIPAddr),
+    M("setSourceAddr", DVH_IPV4(SP, SourceAddr), Conv::SetIPAddr),
+    M("setDestStartAddr", DVH_IPV4(SP, DestStartAddr), Conv::SetIPAddr),
+    M("setDestEndAddr", DVH_IPV4(SP, DestEndAddr), Conv::SetIPAddr),
+    M("setDestType", DVH_FIELD(SP, DestType), Conv::SetInt, Msg::Obj),
+    M("setAction", DVH_FIELD(SP, Action), Conv::SetInt, Msg::Obj),
+    M("setPort", DVH_FIELD(SP, DestPort), Conv::SetInt, Msg::Obj),
+    M("setPolicyName", DVH_FIELD(SP, PolicyName), Conv::SetText).message(kGeneric),
+    M("setIKEMode", DVH_FIELD(SP, IKEMode), Conv::SetInt, Msg::Obj),
+    M("setIKEPFS", DVH_FIELD(SP, IKEPFS), Conv::SetBool, Msg::Obj).mask(0xFF),
+    M("setIKEDirection", DVH_FIELD(SP, IKEDirection), Conv::SetInt, Msg::Obj),
+    M("setAutoIPSec", DVH_FIELD(SP, AutoIPSec), Conv::SetBool, Msg::Obj).mask(0xFF),
 };
 // Only for manual keys (AutoIPSec 0).
-constexpr Step kManualKeysToJava[] = {
-    E("setAuthKey", DVH_FIELD(SP, AuthKey), Conv::SetText, "GetMethodID call failed!\n"),
-    E("setEncryptKey", DVH_FIELD(SP, EncryptKey), Conv::SetText, "GetMethodID call failed!\n"),
-    E("setEncryptIV", DVH_FIELD(SP, EncryptIV), Conv::SetText, "GetMethodID call failed!\n"),
-    E("setSPI", DVH_FIELD(SP, SPI), Conv::SetInt, "GetMethodID setSPI - Obj call failed!\n"),
+constexpr Field kManualKeysToJava[] = {
+    M("setAuthKey", DVH_FIELD(SP, AuthKey), Conv::SetText).message(kGeneric),
+    M("setEncryptKey", DVH_FIELD(SP, EncryptKey), Conv::SetText).message(kGeneric),
+    M("setEncryptIV", DVH_FIELD(SP, EncryptIV), Conv::SetText).message(kGeneric),
+    M("setSPI", DVH_FIELD(SP, SPI), Conv::SetInt, Msg::Obj),
 };
-constexpr Step kPolicyTailToJava[] = {
-    E("setAssociatedIke", DVH_FIELD(SP, AssociatedIKEPolicy), Conv::SetInt, "GetMethodID setSPI - Obj call failed!\n"),
-    E("setPreSharedKey", DVH_FIELD(SP, PreSharedKey), Conv::SetText, "GetMethodID call failed!\n"),
-    E("setSourcePort", DVH_FIELD(SP, SourcePort), Conv::SetInt, "GetMethodID setSourcePort - Obj call failed!\n"),
+constexpr Field kPolicyTailToJava[] = {
+    M("setAssociatedIke", DVH_FIELD(SP, AssociatedIKEPolicy), Conv::SetInt)
+        .message("GetMethodID setSPI - Obj call failed!\n"),
+    M("setPreSharedKey", DVH_FIELD(SP, PreSharedKey), Conv::SetText).message(kGeneric),
+    M("setSourcePort", DVH_FIELD(SP, SourcePort), Conv::SetInt, Msg::Obj),
 };
 
-// --- SECTRANSFORM -> SecurityTransform ----------------------------------------
+// --- SECTRANSFORM -> SecurityTransform, handed to the policy ------------------
 
-constexpr Step kTransformToJava[] = {
-    E("setLevel", DVH_FIELD(ST, Level), Conv::SetInt, "GetMethodID setLevel - Obj call failed!\n"),
-    E("setEncryptAlgo", DVH_FIELD(ST, EncryptAlgo), Conv::SetInt, "GetMethodID setEncryptAlgo - Obj call failed!\n"),
-    E("setIPSecMode", DVH_FIELD(ST, IPSecMode), Conv::SetInt, "GetMethodID setIPSecMode - Obj call failed!\n"),
-    E("setAuthAlgo", DVH_FIELD(ST, AuthAlgo), Conv::SetInt, "GetMethodID setAuthAlgo - Obj call failed!\n"),
-    E("setKBytesLife", DVH_FIELD(ST, KBytesLife), Conv::SetInt, "GetMethodID setKBytesLife - Obj call failed!\n"),
-    E("setSecondsLife", DVH_FIELD(ST, SecondsLife), Conv::SetInt, "GetMethodID setSecondsLife - Obj call failed!\n"),
-    E("setGroup", DVH_FIELD(ST, Group), Conv::SetInt, "GetMethodID setGroup - Obj call failed!\n"),
-    E("setIKEAuthMethod", DVH_FIELD(ST, IKEAuthMethod), Conv::SetInt, "GetMethodID setIKEAuthMethod - Obj call failed!\n"),
-    E("setType", DVH_FIELD(ST, Type), Conv::SetInt, "GetMethodID setType - Obj call failed!\n"),
+constexpr Field kTransformToJava[] = {
+    M("setLevel", DVH_FIELD(ST, Level), Conv::SetInt, Msg::Obj),
+    M("setEncryptAlgo", DVH_FIELD(ST, EncryptAlgo), Conv::SetInt, Msg::Obj),
+    M("setIPSecMode", DVH_FIELD(ST, IPSecMode), Conv::SetInt, Msg::Obj),
+    M("setAuthAlgo", DVH_FIELD(ST, AuthAlgo), Conv::SetInt, Msg::Obj),
+    M("setKBytesLife", DVH_FIELD(ST, KBytesLife), Conv::SetInt, Msg::Obj),
+    M("setSecondsLife", DVH_FIELD(ST, SecondsLife), Conv::SetInt, Msg::Obj),
+    M("setGroup", DVH_FIELD(ST, Group), Conv::SetInt, Msg::Obj),
+    M("setIKEAuthMethod", DVH_FIELD(ST, IKEAuthMethod), Conv::SetInt, Msg::Obj),
+    M("setType", DVH_FIELD(ST, Type), Conv::SetInt, Msg::Obj),
+};
+constexpr marshal::ObjectSpec kTransformObject = marshal::objectSpec(
+    "SecurityTransform", kTransformToJava, "Find Transform class call failed!\n", "New Security Policy Object failed!\n");
+// Applied to one transform of the record at a time.
+constexpr Field kAddTransform[] = {
+    M("addTransform", 0, sizeof(ST), Conv::AddNew)
+        .message("GetMethodID addSecurityPolicyEntry - Obj call failed!\n")
+        .object(kTransformObject),
 };
 
 // --- SecurityPolicyEntry -> SECURITYPOLICY --------------------------------------
 
-constexpr Step kPolicyFromJava[] = {
-    E("getKind", DVH_LOW_BYTE(SP, PolicyKind), Conv::GetInt, "GetMethodID getKind - Obj call failed!\n"),
-    E("getStatusChangeBitMap", DVH_FIELD(SP, ChangeBitMap), Conv::GetInt,
-      "GetMethodID getStatusChangeBitMap - Obj call failed!\n"),
-    E("getPriority", DVH_FIELD(SP, Priority), Conv::GetInt, "GetMethodID getPriority - Obj call failed!\n"),
-    AddrFromJava("getTunnelIPAddr", offsetof(SP, TunnelIPAddr), "GetMethodID  getIPAddr call failed!\n"),
-    AddrFromJava("getSourceAddr", offsetof(SP, SourceAddr), "GetMethodID  getIPAddr call failed!\n"),
-    E("getDestType", DVH_LOW_BYTE(SP, DestType), Conv::GetInt, "GetMethodID getDestType - Obj call failed!\n"),
-    AddrFromJava("getDestStartAddr", offsetof(SP, DestStartAddr), "GetMethodID  getDestStartAddr call failed!\n"),
-    E("getEnabledTarget", DVH_FIELD(SP, EnabledTarget), Conv::GetInt, "GetMethodID getEnabledTarget call failed!\n"),
-    AddrFromJava("getDestEndAddr", offsetof(SP, DestEndAddr), "GetMethodID  getDestEndAddr call failed!\n"),
-    E("getAction", DVH_LOW_BYTE(SP, Action), Conv::GetInt, "GetMethodID getAction - Obj call failed!\n"),
-    E("getProtocol", DVH_FIELD(SP, Protocol), Conv::GetInt, "GetMethodID getProtocol - Obj call failed!\n"),
-    E("getPort", DVH_FIELD(SP, DestPort), Conv::GetInt, "GetMethodID getPort - Obj call failed!\n"),
-    E("getPolicyName", DVH_FIELD(SP, PolicyName), Conv::GetText, "GetMethodID call failed!\n",
-      sizeof(SP::PolicyName)),
-    Clamped("getNumTransforms", DVH_FIELD(SP, NumberOfTransforms), kMaxTransforms,
-            "GetMethodID getNumTransforms - Obj call failed!\n"),
+constexpr Field kPolicyFromJava[] = {
+    M("getKind", DVH_LOW_BYTE(SP, PolicyKind), Conv::GetInt, Msg::Obj),
+    M("getStatusChangeBitMap", DVH_FIELD(SP, ChangeBitMap), Conv::GetInt, Msg::Obj),
+    M("getPriority", DVH_FIELD(SP, Priority), Conv::GetInt, Msg::Obj),
+    M("getTunnelIPAddr", DVH_FIELD(SP, TunnelIPAddr), Conv::GetIPAddr).message("GetMethodID  getIPAddr call failed!\n"),
+    M("getSourceAddr", DVH_FIELD(SP, SourceAddr), Conv::GetIPAddr).message("GetMethodID  getIPAddr call failed!\n"),
+    M("getDestType", DVH_LOW_BYTE(SP, DestType), Conv::GetInt, Msg::Obj),
+    M("getDestStartAddr", DVH_FIELD(SP, DestStartAddr), Conv::GetIPAddr, Msg::Wide),
+    M("getEnabledTarget", DVH_FIELD(SP, EnabledTarget), Conv::GetInt),
+    M("getDestEndAddr", DVH_FIELD(SP, DestEndAddr), Conv::GetIPAddr, Msg::Wide),
+    M("getAction", DVH_LOW_BYTE(SP, Action), Conv::GetInt, Msg::Obj),
+    M("getProtocol", DVH_FIELD(SP, Protocol), Conv::GetInt, Msg::Obj),
+    M("getPort", DVH_FIELD(SP, DestPort), Conv::GetInt, Msg::Obj),
+    M("getPolicyName", DVH_FIELD(SP, PolicyName), Conv::GetText).message(kGeneric).bound(sizeof(SP::PolicyName)),
 };
+constexpr Method kGetNumTransforms = method("getNumTransforms", "()I", Msg::Obj);
 // After the transforms.
-constexpr Step kSourcePortFromJava[] = {
-    E("getSourcePort", DVH_FIELD(SP, SourcePort), Conv::GetInt, "GetMethodID getSourcePort - Obj call failed!\n"),
+constexpr Field kSourcePortFromJava[] = {
+    M("getSourcePort", DVH_FIELD(SP, SourcePort), Conv::GetInt, Msg::Obj),
 };
 // Kinds other than IKE: negotiated or manual keys ...
-constexpr Step kKeyingFromJava[] = {
-    E("getAutoIPSec", DVH_FIELD(SP, AutoIPSec), Conv::GetBool, "GetMethodID getAutoIPSec - Obj call failed!\n", 1),
-    E("getAssociatedIke", DVH_FIELD(SP, AssociatedIKEPolicy), Conv::GetInt, "GetMethodID getSPI - Obj call failed!\n"),
+constexpr Field kKeyingFromJava[] = {
+    M("getAutoIPSec", DVH_FIELD(SP, AutoIPSec), Conv::GetBool, Msg::Obj).mask(1),
+    M("getAssociatedIke", DVH_FIELD(SP, AssociatedIKEPolicy), Conv::GetInt)
+        .message("GetMethodID getSPI - Obj call failed!\n"),
 };
-// ... and, with manual keys only, the keys and SPI.
-constexpr Step kManualKeysFromJava[] = {
-    Clamped("getEncryptKeyLen", DVH_FIELD(SP, EncryptKeyLen), kMaxKeyLength,
-            "GetMethodID getEncryptKeyLen - Obj call failed!\n"),
-    TextOfLength("getEncryptKey", DVH_FIELD(SP, EncryptKey), offsetof(SP, EncryptKeyLen), "GetMethodID call failed!\n"),
-    Clamped("getEncryptIVLen", DVH_FIELD(SP, EncryptIVLen), kMaxKeyLength,
-            "GetMethodID getEncryptIVLen - Obj call failed!\n"),
-    TextOfLength("getEncryptIV", DVH_FIELD(SP, EncryptIV), offsetof(SP, EncryptIVLen), "GetMethodID call failed!\n"),
-    Clamped("getAuthKeyLen", DVH_FIELD(SP, AuthKeyLen), kMaxKeyLength, "GetMethodID getAuthKeyLen - Obj call failed!\n"),
-    TextOfLength("getAuthKey", DVH_FIELD(SP, AuthKey), offsetof(SP, AuthKeyLen), "GetMethodID call failed!\n"),
-    E("getSPI", DVH_FIELD(SP, SPI), Conv::GetInt, "GetMethodID getSPI - Obj call failed!\n"),
+// ... with manual keys, each key after its length (below), then the SPI.
+constexpr Field kSPIFromJava[] = {
+    M("getSPI", DVH_FIELD(SP, SPI), Conv::GetInt, Msg::Obj),
 };
-// IKE policies: the IKE parameters and the pre-shared key.
-constexpr Step kIkeFromJava[] = {
-    E("getIKEMode", DVH_LOW_BYTE(SP, IKEMode), Conv::GetInt, "GetMethodID getIKEMode - Obj call failed!\n"),
-    E("getIKEPFS", DVH_FIELD(SP, IKEPFS), Conv::GetBool, "GetMethodID getIKEPFS - Obj call failed!\n", 1),
-    E("getIKEDirection", DVH_FIELD(SP, IKEDirection), Conv::GetInt, "GetMethodID getIKEDirection - Obj call failed!\n"),
-    Clamped("getPreSharedKeyLen", DVH_FIELD(SP, PreSharedKeyLen), kMaxKeyLength,
-            "GetMethodID getPreSharedKeyLen - Obj call failed!\n"),
-    TextOfLength("getPreSharedKey", DVH_FIELD(SP, PreSharedKey), offsetof(SP, PreSharedKeyLen),
-                 "GetMethodID call failed!\n"),
+// IKE policies: the IKE parameters, then the pre-shared key (below).
+constexpr Field kIkeFromJava[] = {
+    M("getIKEMode", DVH_LOW_BYTE(SP, IKEMode), Conv::GetInt, Msg::Obj),
+    M("getIKEPFS", DVH_FIELD(SP, IKEPFS), Conv::GetBool, Msg::Obj).mask(1),
+    M("getIKEDirection", DVH_FIELD(SP, IKEDirection), Conv::GetInt, Msg::Obj),
+};
+
+// A key and its length: the length is read first and clamped to 31, then at
+// most that many bytes of the key text are copied (no terminator added; the
+// zeroed record keeps the 32nd byte zero). A null key leaves the field.
+struct KeyField {
+    Method length;
+    Method text;
+    uint32_t lengthOffset;
+    uint32_t textOffset;
+    uint32_t textWidth;
+};
+constexpr KeyField kManualKeys[] = {
+    {method("getEncryptKeyLen", "()I", Msg::Obj), method("getEncryptKey", kStringGetterSig).message(kGeneric),
+     offsetof(SP, EncryptKeyLen), DVH_FIELD(SP, EncryptKey)},
+    {method("getEncryptIVLen", "()I", Msg::Obj), method("getEncryptIV", kStringGetterSig).message(kGeneric),
+     offsetof(SP, EncryptIVLen), DVH_FIELD(SP, EncryptIV)},
+    {method("getAuthKeyLen", "()I", Msg::Obj), method("getAuthKey", kStringGetterSig).message(kGeneric),
+     offsetof(SP, AuthKeyLen), DVH_FIELD(SP, AuthKey)},
+};
+constexpr KeyField kPreSharedKey[] = {
+    {method("getPreSharedKeyLen", "()I", Msg::Obj), method("getPreSharedKey", kStringGetterSig).message(kGeneric),
+     offsetof(SP, PreSharedKeyLen), DVH_FIELD(SP, PreSharedKey)},
 };
 
 // --- SecurityTransform -> SECTRANSFORM ------------------------------------------
 
-constexpr Step kTransformFromJava[] = {
-    E("getLevel", DVH_LOW_BYTE(ST, Level), Conv::GetInt, "GetMethodID getLevel - Obj call failed!\n"),
-    E("getEncryptAlgo", DVH_LOW_BYTE(ST, EncryptAlgo), Conv::GetInt, "GetMethodID getEncryptAlgo - Obj call failed!\n"),
-    E("getAuthAlgo", DVH_LOW_BYTE(ST, AuthAlgo), Conv::GetInt, "GetMethodID getIPSecMode - Obj call failed!\n"),
-    E("getKBytesLife", DVH_FIELD(ST, KBytesLife), Conv::GetInt, "GetMethodID getKBytesLife - Obj call failed!\n"),
-    E("getSecondsLife", DVH_FIELD(ST, SecondsLife), Conv::GetInt, "GetMethodID getSecondsLife - Obj call failed!\n"),
-    E("getType", DVH_LOW_BYTE(ST, Type), Conv::GetInt, "GetMethodID getSecondsLife - Obj call failed!\n"),
+constexpr Method kGetTransform =
+    method("getTransform", "(I)Lcom/norvik/dvh/iscsi/model/SecurityTransform;", Msg::Obj);
+constexpr Field kTransformFromJava[] = {
+    M("getLevel", DVH_LOW_BYTE(ST, Level), Conv::GetInt, Msg::Obj),
+    M("getEncryptAlgo", DVH_LOW_BYTE(ST, EncryptAlgo), Conv::GetInt, Msg::Obj),
+    M("getAuthAlgo", DVH_LOW_BYTE(ST, AuthAlgo), Conv::GetInt).message("GetMethodID getIPSecMode - Obj call failed!\n"),
+    M("getKBytesLife", DVH_FIELD(ST, KBytesLife), Conv::GetInt, Msg::Obj),
+    M("getSecondsLife", DVH_FIELD(ST, SecondsLife), Conv::GetInt, Msg::Obj),
+    M("getType", DVH_LOW_BYTE(ST, Type), Conv::GetInt).message("GetMethodID getSecondsLife - Obj call failed!\n"),
 };
 // Transforms of type 1 carry IKE parameters, the others an IPsec mode.
-constexpr Step kIkeTransformFromJava[] = {
-    E("getGroup", DVH_LOW_BYTE(ST, Group), Conv::GetInt, "GetMethodID getGroup - Obj call failed!\n"),
-    E("getIKEAuthMethod", DVH_LOW_BYTE(ST, IKEAuthMethod), Conv::GetInt, "GetMethodID getGroup - Obj call failed!\n"),
+constexpr Field kIkeTransformFromJava[] = {
+    M("getGroup", DVH_LOW_BYTE(ST, Group), Conv::GetInt, Msg::Obj),
+    M("getIKEAuthMethod", DVH_LOW_BYTE(ST, IKEAuthMethod), Conv::GetInt)
+        .message("GetMethodID getGroup - Obj call failed!\n"),
 };
-constexpr Step kIPsecTransformFromJava[] = {
-    E("getIPSecMode", DVH_LOW_BYTE(ST, IPSecMode), Conv::GetInt, "GetMethodID getIPSecMode - Obj call failed!\n"),
+constexpr Field kIPsecTransformFromJava[] = {
+    M("getIPSecMode", DVH_LOW_BYTE(ST, IPSecMode), Conv::GetInt, Msg::Obj),
 };
 
-static_assert(steps::validSteps(kPolicyToJava) && steps::validSteps(kManualKeysToJava) &&
-                  steps::validSteps(kPolicyTailToJava) && steps::validSteps(kTransformToJava) &&
-                  steps::validSteps(kPolicyFromJava) && steps::validSteps(kSourcePortFromJava) &&
-                  steps::validSteps(kKeyingFromJava) && steps::validSteps(kManualKeysFromJava) &&
-                  steps::validSteps(kIkeFromJava) && steps::validSteps(kTransformFromJava) &&
-                  steps::validSteps(kIkeTransformFromJava) && steps::validSteps(kIPsecTransformFromJava),
+static_assert(marshal::validTable(kPolicyToJava) && marshal::validTable(kManualKeysToJava) &&
+                  marshal::validTable(kPolicyTailToJava) && marshal::validTable(kTransformToJava) &&
+                  marshal::validTable(kAddTransform) && marshal::validTable(kPolicyFromJava) &&
+                  marshal::validTable(kSourcePortFromJava) && marshal::validTable(kKeyingFromJava) &&
+                  marshal::validTable(kSPIFromJava) && marshal::validTable(kIkeFromJava) &&
+                  marshal::validTable(kTransformFromJava) && marshal::validTable(kIkeTransformFromJava) &&
+                  marshal::validTable(kIPsecTransformFromJava),
               "security policy accessor tables");
+
+constexpr bool keysFit(const KeyField* keys, size_t n)
+{
+    for (size_t i = 0; i < n; ++i)
+        if (keys[i].textWidth <= kMaxKeyLength || keys[i].lengthOffset + 4 > keys[i].textOffset)
+            return false;
+    return true;
+}
+static_assert(keysFit(kManualKeys, 3) && keysFit(kPreSharedKey, 1), "a clamped key fits its field");
+
+// The 32-bit getter `m` into the record at `offset`, at most `limit`
+// (unsigned comparison).
+jint clampedInt(JNIEnv* env, jobject obj, jclass cls, const Method& m, uint8_t* record, uint32_t offset,
+                uint32_t limit)
+{
+    jint value = 0;
+    DVH_TRY(marshal::call(env, value, obj, cls, m));
+    uint32_t stored = static_cast<uint32_t>(value);
+    if (stored > limit)
+        stored = limit;
+    std::memcpy(record + offset, &stored, sizeof stored);
+    return kStatusOk;
+}
+
+jint keysFromJava(JNIEnv* env, jobject obj, jclass cls, SECURITYPOLICY* policy, const KeyField* keys, size_t n)
+{
+    auto* record = reinterpret_cast<uint8_t*>(policy);
+    for (size_t i = 0; i < n; ++i) {
+        const KeyField& k = keys[i];
+        DVH_TRY(clampedInt(env, obj, cls, k.length, record, k.lengthOffset, kMaxKeyLength));
+        LocalRef<jstring> text;
+        DVH_TRY(marshal::call(env, text, obj, cls, k.text));
+        if (!text)
+            continue;
+        UtfChars chars(env, text.get());
+        if (!chars)
+            return kStatusJavaThrew;
+        uint32_t length = 0;
+        std::memcpy(&length, record + k.lengthOffset, sizeof length);
+        boundedCopy(record + k.textOffset, chars.get(), length);
+    }
+    return kStatusOk;
+}
 
 // True for a non-null object of class `cls` (or a subclass): accessors looked
 // up on `cls` are never called on anything else.
@@ -176,27 +241,12 @@ bool isA(JNIEnv* env, jobject obj, jclass cls)
 // SecurityTransform.
 jint transformsToJava(JNIEnv* env, jobject policy, jclass policyClass, const SECURITYPOLICY* record)
 {
-    LocalRef<jclass> transformClass = modelClass(env, "SecurityTransform");
-    if (!transformClass) {
+    if (!modelClass(env, "SecurityTransform")) {
         std::printf("Find Transform class call failed!\n");
         return kStatusClassNotFound;
     }
-    for (uint32_t i = 0; i < record->NumberOfTransforms; ++i) {
-        LocalRef<jobject> transform = newObject(env, transformClass.get());
-        if (!transform) {
-            std::printf("New Security Policy Object failed!\n");
-            return kStatusNullObject;
-        }
-        DVH_TRY(steps::toJava(env, transform.get(), transformClass.get(), &record->Transforms[i], kTransformToJava));
-        jmethodID add = methodId(env, policyClass, "addTransform", kTransformAdderSig);
-        if (!add) {
-            std::printf("GetMethodID addSecurityPolicyEntry - Obj call failed!\n");
-            return kStatusLookupFailed;
-        }
-        env->CallVoidMethod(policy, add, transform.get());
-        if (thrown(env))
-            return kStatusJavaThrew;
-    }
+    for (uint32_t i = 0; i < record->NumberOfTransforms; ++i)
+        DVH_TRY(marshal::toJava(env, policy, policyClass, &record->Transforms[i], kAddTransform));
     return kStatusOk;
 }
 
@@ -209,25 +259,20 @@ jint transformsFromJava(JNIEnv* env, jobject policy, jclass policyClass, SECURIT
             std::printf("Find transform class call failed!\n");
             return kStatusClassNotFound;
         }
-        jmethodID getTransform = methodId(env, policyClass, "getTransform", kTransformGetterSig);
-        if (!getTransform) {
-            std::printf("GetMethodID getTransform - Obj call failed!\n");
-            return kStatusLookupFailed;
-        }
-        LocalRef<jobject> transform(env, env->CallObjectMethod(policy, getTransform, static_cast<jint>(i)));
-        if (thrown(env))
-            return kStatusJavaThrew;
+        LocalRef<jobject> transform;
+        DVH_TRY(marshal::call(env, transform, policy, policyClass, kGetTransform, static_cast<jint>(i)));
         // A missing transform is refused rather than used.
         if (!transform) {
             std::printf("NULL javaTransformObject!\n");
             return kStatusNullObject;
         }
         SECTRANSFORM* t = &record->Transforms[i];
-        DVH_TRY(steps::walk(env, transform.get(), transformClass.get(), t, kTransformFromJava));
+        jclass cls = transformClass.get();
+        DVH_TRY(marshal::fromJava(env, transform.get(), cls, t, kTransformFromJava));
         if (t->Type == kIkeTransformType)
-            DVH_TRY(steps::walk(env, transform.get(), transformClass.get(), t, kIkeTransformFromJava));
+            DVH_TRY(marshal::fromJava(env, transform.get(), cls, t, kIkeTransformFromJava));
         else
-            DVH_TRY(steps::walk(env, transform.get(), transformClass.get(), t, kIPsecTransformFromJava));
+            DVH_TRY(marshal::fromJava(env, transform.get(), cls, t, kIPsecTransformFromJava));
     }
     return kStatusOk;
 }
@@ -250,10 +295,10 @@ jint setSecurityPolicyEntryToJava(JNIEnv* env, jobject javaSecurityPolicyEntryOb
         std::printf("NULL javaSecurityPolicyEntryObject!\n");
         return kStatusNullObject;
     }
-    DVH_TRY(steps::toJava(env, obj, cls.get(), pPolicies, kPolicyToJava));
+    DVH_TRY(marshal::toJava(env, obj, cls.get(), pPolicies, kPolicyToJava));
     if (pPolicies->AutoIPSec == 0)
-        DVH_TRY(steps::toJava(env, obj, cls.get(), pPolicies, kManualKeysToJava));
-    DVH_TRY(steps::toJava(env, obj, cls.get(), pPolicies, kPolicyTailToJava));
+        DVH_TRY(marshal::toJava(env, obj, cls.get(), pPolicies, kManualKeysToJava));
+    DVH_TRY(marshal::toJava(env, obj, cls.get(), pPolicies, kPolicyTailToJava));
     // A count the record cannot hold: the entry goes without transforms.
     if (pPolicies->NumberOfTransforms > kMaxTransforms)
         return kStatusOk;
@@ -272,16 +317,21 @@ jint getSecurityPolicyEntryFromJava(JNIEnv* env, jobject javaPolicyObject, SECUR
         std::printf("NULL javaPolicyObject!\n");
         return kStatusNullObject;
     }
-    DVH_TRY(steps::walk(env, obj, cls.get(), pPolicy, kPolicyFromJava));
-    DVH_TRY(transformsFromJava(env, obj, cls.get(), pPolicy));
-    DVH_TRY(steps::walk(env, obj, cls.get(), pPolicy, kSourcePortFromJava));
+    jclass c = cls.get();
+    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kPolicyFromJava));
+    DVH_TRY(clampedInt(env, obj, c, kGetNumTransforms, reinterpret_cast<uint8_t*>(pPolicy),
+                       offsetof(SP, NumberOfTransforms), kMaxTransforms));
+    DVH_TRY(transformsFromJava(env, obj, c, pPolicy));
+    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kSourcePortFromJava));
     if (pPolicy->PolicyKind != kIkePolicyKind) {
-        DVH_TRY(steps::walk(env, obj, cls.get(), pPolicy, kKeyingFromJava));
+        DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kKeyingFromJava));
         if (pPolicy->AutoIPSec != 0)
             return kStatusOk;
-        return steps::walk(env, obj, cls.get(), pPolicy, kManualKeysFromJava);
+        DVH_TRY(keysFromJava(env, obj, c, pPolicy, kManualKeys, 3));
+        return marshal::fromJava(env, obj, c, pPolicy, kSPIFromJava);
     }
-    return steps::walk(env, obj, cls.get(), pPolicy, kIkeFromJava);
+    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kIkeFromJava));
+    return keysFromJava(env, obj, c, pPolicy, kPreSharedKey, 1);
 }
 
 // ---------------------------------------------------------------------------
@@ -289,6 +339,9 @@ jint getSecurityPolicyEntryFromJava(JNIEnv* env, jobject javaPolicyObject, SECUR
 // ---------------------------------------------------------------------------
 
 namespace {
+
+constexpr Method kAddPolicy =
+    method("addSecurityPolicyEntry", "(Lcom/norvik/dvh/iscsi/model/SecurityPolicyEntry;)V", Msg::Obj);
 
 // Delivers the slots in use, at most `numEntries` of them, in slot order.
 jint deliverPolicies(JNIEnv* env, jobject jHBA, jclass hbaClass, jclass policyClass,
@@ -312,17 +365,12 @@ jint deliverPolicies(JNIEnv* env, jobject jHBA, jclass hbaClass, jclass policyCl
             std::printf("setSecurityPolicyEntryToJava() failed!\n");
             return kStatusNullObject;
         }
-        jmethodID add = methodId(env, hbaClass, "addSecurityPolicyEntry", kPolicyAdderSig);
-        if (!add) {
-            std::printf("GetMethodID addSecurityPolicyEntry - Obj call failed!\n");
-            return kStatusLookupFailed;
-        }
+        jmethodID add;
+        DVH_TRY(marshal::resolve(env, hbaClass, kAddPolicy, add));
         // The name field need not end with a zero byte.
         std::printf("JNI: About to set in Java Security index %d Name: %.*s\n", static_cast<int>(i),
                     static_cast<int>(sizeof slot.PolicyName), reinterpret_cast<const char*>(slot.PolicyName));
-        env->CallVoidMethod(jHBA, add, entry.get());
-        if (thrown(env))
-            return kStatusJavaThrew;
+        DVH_TRY(marshal::callVoidId(env, jHBA, add, entry.get()));
     }
     return kStatusOk;
 }

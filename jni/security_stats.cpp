@@ -7,201 +7,160 @@
 #include "adapter_sessions.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
 #include "jni_support.h"
-#include "marshal_steps.h"
+#include "marshal.h"
 #include "security.h"
 #include "toolkit.h"
 
 using namespace dvh;
 using marshal::Conv;
-using steps::AddrToJava;
-using steps::BigInt;
-using steps::E;
-using steps::Step;
+using marshal::Field;
+using marshal::M;
+using marshal::Method;
+using marshal::Msg;
+using marshal::method;
 
 namespace {
 
 constexpr uint32_t kIkeSaCapacity = 200;  // what the IKE SA array holds
 constexpr jint kIkePolicyKind = 3;
 
-constexpr const char* kStatsGetterSig = "()Lcom/norvik/dvh/iscsi/model/SecurityStats;";
-constexpr const char* kPolicyGetterSig = "(I)Lcom/norvik/dvh/iscsi/model/SecurityPolicyEntry;";
-constexpr const char* kSAAdderSig = "(Lcom/norvik/dvh/iscsi/model/SecurityAssociationDetails;)V";
-
 using SI = SECINFO;
 using SS = HBASECURITYSTATS;
 using IK = IKESA;
 using IP = IPSECSA;
 
-constexpr Step kSecurityInfo[] = {
-    E("setSecurityFWVersion", DVH_FIELD(SI, SecurityFWVersion), Conv::SetText, "GetMethodID call failed!\n")
+constexpr Field kSecurityInfo[] = {
+    M("setSecurityFWVersion", DVH_FIELD(SI, SecurityFWVersion), Conv::SetText)
+        .message("GetMethodID call failed!\n")
         .nullString("NULL FW version!\n"),
-    E("setSecurityIKEVersion", DVH_FIELD(SI, SecurityIKEVersion), Conv::SetText, "GetMethodID call failed!\n")
+    M("setSecurityIKEVersion", DVH_FIELD(SI, SecurityIKEVersion), Conv::SetText)
+        .message("GetMethodID call failed!\n")
         .nullString("NULL FW version!\n"),
 };
 
-// Record order, except that the attempted-IKE-SA counters go responder,
-// total, initiator.
-constexpr Step kCounters[] = {
-    BigInt("setTotalOutIPsecPkts", DVH_FIELD(SS, TotalOutIPsecPkts), "GetMethodID - setTotalOutIPsecPkts call failed!\n"),
-    BigInt("setTotalInIPsecPkts", DVH_FIELD(SS, TotalInIPsecPkts), "GetMethodID - setTotalInIPsecPkts call failed!\n"),
-    BigInt("setOutDiscardIPsecPkts", DVH_FIELD(SS, OutDiscardIPsecPkts), "GetMethodID - setOutDiscardIPsecPkts call failed!\n"),
-    BigInt("setInDiscardIPsecPkts", DVH_FIELD(SS, InDiscardIPsecPkts), "GetMethodID - setInDiscardPkts call failed!\n"),
-    BigInt("setOutBypassIPsecPkts", DVH_FIELD(SS, OutBypassIPsecPkts), "GetMethodID - setOutBypassIPsecPkts call failed!\n"),
-    BigInt("setInBypassIPsecPkts", DVH_FIELD(SS, InBypassIPsecPkts), "GetMethodID - setInBypassIPsecPkts call failed!\n"),
-    BigInt("setTotalCreatedIPsecSAs", DVH_FIELD(SS, TotalCreatedIPsecSAs), "GetMethodID - setTotalCreatedIPsecSAs call failed!\n"),
-    BigInt("setTotalMatchIPsecSAs", DVH_FIELD(SS, TotalMatchIPsecSAs), "GetMethodID - setTotalMatchIPsecSAs call failed!\n"),
-    BigInt("setTotalMisMatchIPsecSAs", DVH_FIELD(SS, TotalMisMatchIPsecSAs), "GetMethodID - setTotalMisMatchIPsecSAs call failed!\n"),
-    BigInt("setTotalIPsecSABundles", DVH_FIELD(SS, TotalIPsecSABundles), "GetMethodID - setTotalIPsecSABundles call failed!\n"),
-    BigInt("setOutEncryptFailIPsecCount", DVH_FIELD(SS, OutEncryptFailIPsecCount), "GetMethodID - setOutEncrptFailIPsecCount call failed!\n"),
-    BigInt("setOutAuthFailIPsecCount", DVH_FIELD(SS, OutAuthFailIPsecCount), "GetMethodID - setOutAuthFailIPsecCount call failed!\n"),
-    BigInt("setInUnknownProtocolIPsec", DVH_FIELD(SS, InUnknownProtocolIPsec), "GetMethodID - setInUnknownProtocolIPsec call failed!\n"),
-    BigInt("setInUnknownAlgorithmIPsec", DVH_FIELD(SS, InUnknownAlgorithmIPsec), "GetMethodID - setInUnknownAlgorithmIPsec call failed!\n"),
-    BigInt("setCurrentInESPSAs", DVH_FIELD(SS, CurrentInESPSAs), "GetMethodID - setCurrentInESPSAs call failed!\n"),
-    BigInt("setCurrentOutESPSAs", DVH_FIELD(SS, CurrentOutESPSAs), "GetMethodID - setCurrentOutESPSAs call failed!\n"),
-    BigInt("setTotalInESPSAs", DVH_FIELD(SS, TotalInESPSAs), "GetMethodID - setTotalInESPSAs call failed!\n"),
-    BigInt("setTotalOutESPSAs", DVH_FIELD(SS, TotalOutESPSAs), "GetMethodID - setTotalOutESPSAs call failed!\n"),
-    BigInt("setCurrentIKESAs", DVH_FIELD(SS, CurrentIKESAs), "GetMethodID - setCurrentIKESAs call failed!\n"),
-    BigInt("setCurrentInitIKESAs", DVH_FIELD(SS, CurrentInitIKESAs), "GetMethodID - setCurrentInitIKESAs call failed!\n"),
-    BigInt("setCurrentRespIKESAs", DVH_FIELD(SS, CurrentRespIKESAs), "GetMethodID - setCurrentRespIKESAs call failed!\n"),
-    BigInt("setTotalInitIKESAs", DVH_FIELD(SS, TotalInitIKESAs), "GetMethodID - setTotalInitIKESAs call failed!\n"),
-    BigInt("setTotalRespIKESAs", DVH_FIELD(SS, TotalRespIKESAs), "GetMethodID - setTotalRespIKESAs call failed!\n"),
-    BigInt("setTotalAttemptedRespIKESAs", DVH_FIELD(SS, TotalAttemptedRespIKESAs), "GetMethodID - setTotalAttemptedRespIKESAs call failed!\n"),
-    BigInt("setTotalAttemptedIKESAs", DVH_FIELD(SS, TotalAttemptedIKESAs), "GetMethodID - setTotalAttemptedIKESAs call failed!\n"),
-    BigInt("setTotalAttemptedInitIKESAs", DVH_FIELD(SS, TotalAttemptedInitIKESAs), "GetMethodID - setTotalAttemptedInitIKESAs call failed!\n"),
-    BigInt("setTotalInIKEPkts", DVH_FIELD(SS, TotalInIKEPkts), "GetMethodID - setTotalInIKEPkts call failed!\n"),
-    BigInt("setTotalOutIKEPkts", DVH_FIELD(SS, TotalOutIKEPkts), "GetMethodID - setTotalOutIKEPkts call failed!\n"),
-    BigInt("setTotalInIKEBytes", DVH_FIELD(SS, TotalInIKEBytes), "GetMethodID - setTotalInIKEBytes call failed!\n"),
-    BigInt("setTotalOutIKEBytes", DVH_FIELD(SS, TotalOutIKEBytes), "GetMethodID - setTotalOutIKEBytes call failed!\n"),
-    BigInt("setIPsecDecryptionErrors", DVH_FIELD(SS, IPsecDecryptionErrors), "GetMethodID - setIPsecDecryptionErrors call failed!\n"),
-    BigInt("setIPsecAuthErrors", DVH_FIELD(SS, IPsecAuthErrors), "GetMethodID - setIPsecAuthErrors call failed!\n"),
-    BigInt("setIPsecReplayErrors", DVH_FIELD(SS, IPsecReplayErrors), "GetMethodID - setIPsecReplayErrors call failed!\n"),
-    BigInt("setIPsecPolicyErrors", DVH_FIELD(SS, IPsecPolicyErrors), "GetMethodID - setIPsecPolicyErrors call failed!\n"),
-    BigInt("setIPsecOtherRxErrors", DVH_FIELD(SS, IPsecOtherRxErrors), "GetMethodID - setIPsecOtherRxErrors call failed!\n"),
-    BigInt("setIPsecTxErrors", DVH_FIELD(SS, IPsecTxErrors), "GetMethodID - setIPsecTxErrors call failed!\n"),
-    BigInt("setIPsecUknownSPIErrors", DVH_FIELD(SS, IPsecUknownSPIErrors), "GetMethodID - setIPsecUknownSPIErrors call failed!\n"),
-    BigInt("setTotalNoIKEResponses", DVH_FIELD(SS, TotalNoIKEResponses), "GetMethodID - setTotalNoIKEResponses call failed!\n"),
-    BigInt("setTotalIKEResponseErrors", DVH_FIELD(SS, TotalIKEResponseErrors), "GetMethodID - setTotalIKEResponseErrors call failed!\n"),
-    BigInt("setTotalInvalidIKECookies", DVH_FIELD(SS, TotalInvalidIKECookies), "GetMethodID - setTotalInvalidIKECookies call failed!\n"),
+// Unsigned values, big-endian. Record order, except that the attempted-IKE-SA
+// counters go responder, total, initiator.
+constexpr Field kCounters[] = {
+    M("setTotalOutIPsecPkts", DVH_FIELD(SS, TotalOutIPsecPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalInIPsecPkts", DVH_FIELD(SS, TotalInIPsecPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setOutDiscardIPsecPkts", DVH_FIELD(SS, OutDiscardIPsecPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInDiscardIPsecPkts", DVH_FIELD(SS, InDiscardIPsecPkts), Conv::SetBigIntReversed)
+        .message("GetMethodID - setInDiscardPkts call failed!\n"),
+    M("setOutBypassIPsecPkts", DVH_FIELD(SS, OutBypassIPsecPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInBypassIPsecPkts", DVH_FIELD(SS, InBypassIPsecPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalCreatedIPsecSAs", DVH_FIELD(SS, TotalCreatedIPsecSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalMatchIPsecSAs", DVH_FIELD(SS, TotalMatchIPsecSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalMisMatchIPsecSAs", DVH_FIELD(SS, TotalMisMatchIPsecSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalIPsecSABundles", DVH_FIELD(SS, TotalIPsecSABundles), Conv::SetBigIntReversed, Msg::Dash),
+    M("setOutEncryptFailIPsecCount", DVH_FIELD(SS, OutEncryptFailIPsecCount), Conv::SetBigIntReversed)
+        .message("GetMethodID - setOutEncrptFailIPsecCount call failed!\n"),
+    M("setOutAuthFailIPsecCount", DVH_FIELD(SS, OutAuthFailIPsecCount), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInUnknownProtocolIPsec", DVH_FIELD(SS, InUnknownProtocolIPsec), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInUnknownAlgorithmIPsec", DVH_FIELD(SS, InUnknownAlgorithmIPsec), Conv::SetBigIntReversed, Msg::Dash),
+    M("setCurrentInESPSAs", DVH_FIELD(SS, CurrentInESPSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setCurrentOutESPSAs", DVH_FIELD(SS, CurrentOutESPSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalInESPSAs", DVH_FIELD(SS, TotalInESPSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalOutESPSAs", DVH_FIELD(SS, TotalOutESPSAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setCurrentIKESAs", DVH_FIELD(SS, CurrentIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setCurrentInitIKESAs", DVH_FIELD(SS, CurrentInitIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setCurrentRespIKESAs", DVH_FIELD(SS, CurrentRespIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalInitIKESAs", DVH_FIELD(SS, TotalInitIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalRespIKESAs", DVH_FIELD(SS, TotalRespIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalAttemptedRespIKESAs", DVH_FIELD(SS, TotalAttemptedRespIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalAttemptedIKESAs", DVH_FIELD(SS, TotalAttemptedIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalAttemptedInitIKESAs", DVH_FIELD(SS, TotalAttemptedInitIKESAs), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalInIKEPkts", DVH_FIELD(SS, TotalInIKEPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalOutIKEPkts", DVH_FIELD(SS, TotalOutIKEPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalInIKEBytes", DVH_FIELD(SS, TotalInIKEBytes), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalOutIKEBytes", DVH_FIELD(SS, TotalOutIKEBytes), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecDecryptionErrors", DVH_FIELD(SS, IPsecDecryptionErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecAuthErrors", DVH_FIELD(SS, IPsecAuthErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecReplayErrors", DVH_FIELD(SS, IPsecReplayErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecPolicyErrors", DVH_FIELD(SS, IPsecPolicyErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecOtherRxErrors", DVH_FIELD(SS, IPsecOtherRxErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecTxErrors", DVH_FIELD(SS, IPsecTxErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setIPsecUknownSPIErrors", DVH_FIELD(SS, IPsecUknownSPIErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalNoIKEResponses", DVH_FIELD(SS, TotalNoIKEResponses), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalIKEResponseErrors", DVH_FIELD(SS, TotalIKEResponseErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setTotalInvalidIKECookies", DVH_FIELD(SS, TotalInvalidIKECookies), Conv::SetBigIntReversed, Msg::Dash),
 };
 
-constexpr Step kIkeSA[] = {
-    E("setPolicyPriority", DVH_FIELD(IK, Priority), Conv::SetInt, "GetMethodID - setPolicyPriority call failed!\n"),
-    BigInt("setInitiatorCookie", DVH_FIELD(IK, InitiatorCookie), "GetMethodID - setInitiatorCookie call failed!\n"),
-    BigInt("setResponderCookie", DVH_FIELD(IK, ResponderCookie), "GetMethodID - setResponderCookie call failed!\n"),
-    E("setPeerMajorVersion", DVH_FIELD(IK, PeerMajorVersion), Conv::SetShort,
-      "GetMethodID - setPeerMajorVersion call failed!\n"),
-    E("setPeerMinorVersion", DVH_FIELD(IK, PeerMinorVersion), Conv::SetShort,
-      "GetMethodID - setPeerMinorVersion call failed!\n"),
-    AddrToJava("setIPAddress", offsetof(IK, RemoteIPAddr), kAddrIPAddress),
-    BigInt("setSADOI", DVH_FIELD(IK, SADOI), "GetMethodID - setSADOI call failed!\n"),
-    E("setRemotePort", DVH_FIELD(IK, RemotePort), Conv::SetInt, "GetMethodID - setRemotePort call failed!\n"),
-    E("setLocalPort", DVH_FIELD(IK, LocalPort), Conv::SetInt, "GetMethodID - setLocalPort call failed!\n"),
-    E("setLocallyInitiated", DVH_FIELD(IK, LocallyInitiated), Conv::SetShort,
-      "GetMethodID - setLocallyInitiated call failed!\n"),
-    E("setStatus", DVH_FIELD(IK, Status), Conv::SetInt, "GetMethodID - setStatus call failed!\n"),
-    E("setExchangeType", DVH_FIELD(IK, ExchangeType), Conv::SetInt, "GetMethodID - setExchangeType call failed!\n"),
-    BigInt("setTime", DVH_FIELD(IK, Time), "GetMethodID - setTime call failed!\n"),
-    BigInt("setOutPkts", DVH_FIELD(IK, OutPkts), "GetMethodID - setOutPkts call failed!\n"),
-    BigInt("setInPkts", DVH_FIELD(IK, InPkts), "GetMethodID - setInPkts call failed!\n"),
-    BigInt("setOutBytes", DVH_FIELD(IK, OutBytes), "GetMethodID - setOutBytes call failed!\n"),
-    BigInt("setInBytes", DVH_FIELD(IK, InBytes), "GetMethodID - setInBytes call failed!\n"),
+constexpr Field kIkeSA[] = {
+    M("setPolicyPriority", DVH_FIELD(IK, Priority), Conv::SetInt, Msg::Dash),
+    M("setInitiatorCookie", DVH_FIELD(IK, InitiatorCookie), Conv::SetBigIntReversed, Msg::Dash),
+    M("setResponderCookie", DVH_FIELD(IK, ResponderCookie), Conv::SetBigIntReversed, Msg::Dash),
+    M("setPeerMajorVersion", DVH_FIELD(IK, PeerMajorVersion), Conv::SetShort, Msg::Dash),
+    M("setPeerMinorVersion", DVH_FIELD(IK, PeerMinorVersion), Conv::SetShort, Msg::Dash),
+    M("setIPAddress", DVH_FIELD(IK, RemoteIPAddr), Conv::SetIPAddr),
+    M("setSADOI", DVH_FIELD(IK, SADOI), Conv::SetBigIntReversed, Msg::Dash),
+    M("setRemotePort", DVH_FIELD(IK, RemotePort), Conv::SetInt, Msg::Dash),
+    M("setLocalPort", DVH_FIELD(IK, LocalPort), Conv::SetInt, Msg::Dash),
+    M("setLocallyInitiated", DVH_FIELD(IK, LocallyInitiated), Conv::SetShort, Msg::Dash),
+    M("setStatus", DVH_FIELD(IK, Status), Conv::SetInt, Msg::Dash),
+    M("setExchangeType", DVH_FIELD(IK, ExchangeType), Conv::SetInt, Msg::Dash),
+    M("setTime", DVH_FIELD(IK, Time), Conv::SetBigIntReversed, Msg::Dash),
+    M("setOutPkts", DVH_FIELD(IK, OutPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInPkts", DVH_FIELD(IK, InPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setOutBytes", DVH_FIELD(IK, OutBytes), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInBytes", DVH_FIELD(IK, InBytes), Conv::SetBigIntReversed, Msg::Dash),
 };
 
-constexpr Step kIPsecSA[] = {
-    BigInt("setOutHardTimeLimit", DVH_FIELD(IP, OutHardTimeLimit), "GetMethodID - setOutHardTimeLimit call failed!\n"),
-    BigInt("setInHardTimeLimit", DVH_FIELD(IP, InHardTimeLimit), "GetMethodID - setOutHardTimeLimit call failed!\n"),
-    BigInt("setOutHardByteLimit", DVH_FIELD(IP, OutHardByteLimit), "GetMethodID - setOutHardByteLimit call failed!\n"),
-    BigInt("setInHardByteLimit", DVH_FIELD(IP, InHardByteLimit), "GetMethodID - setInHardByteLimit call failed!\n"),
-    BigInt("setOutSoftTimeLimit", DVH_FIELD(IP, OutSoftTimeLimit), "GetMethodID - setOutSoftTimeLimit call failed!\n"),
-    BigInt("setInSoftTimeLimit", DVH_FIELD(IP, InSoftTimeLimit), "GetMethodID - setOutSoftTimeLimit call failed!\n"),
-    BigInt("setOutSoftByteLimit", DVH_FIELD(IP, OutSoftByteLimit), "GetMethodID - setOutSoftByteLimit call failed!\n"),
-    BigInt("setInSoftByteLimit", DVH_FIELD(IP, InSoftByteLimit), "GetMethodID - setOutSoftByteLimit call failed!\n"),
-    E("setOutAuthAlg", DVH_FIELD(IP, OutAuthAlg), Conv::SetInt, "GetMethodID - setOutAuthAlg call failed!\n"),
-    E("setInAuthAlg", DVH_FIELD(IP, InAuthAlg), Conv::SetInt, "GetMethodID - setInAuthAlg call failed!\n"),
-    BigInt("setReplayWindowSize", DVH_FIELD(IP, ReplayWindowSize), "GetMethodID - setReplayWindowSize call failed!\n"),
-    BigInt("setSPI", DVH_FIELD(IP, SPI), "GetMethodID - setSPI call failed!\n"),
-    E("setInEncryptionAlg", DVH_FIELD(IP, InEncryptionAlg), Conv::SetInt,
-      "GetMethodID - setInEncryptionAlg call failed!\n"),
-    E("setOutEncryptionAlg", DVH_FIELD(IP, OutEncryptionAlg), Conv::SetInt,
-      "GetMethodID - setOutEncryptionAlg call failed!\n"),
-    BigInt("setOutPkts", DVH_FIELD(IP, OutPkts), "GetMethodID - setOutPkts call failed!\n"),
-    BigInt("setInPkts", DVH_FIELD(IP, InPkts), "GetMethodID - setInPkts call failed!\n"),
-    BigInt("setOutBytes", DVH_FIELD(IP, OutBytes), "GetMethodID - setOutBytes call failed!\n"),
-    BigInt("setInBytes", DVH_FIELD(IP, InBytes), "GetMethodID - setInBytes call failed!\n"),
-    BigInt("setAuthErrors", DVH_FIELD(IP, AuthErrors), "GetMethodID - setAuthErrors call failed!\n"),
-    BigInt("setReplayErrors", DVH_FIELD(IP, ReplayErrors), "GetMethodID - setReplayErrors call failed!\n"),
-    BigInt("setPadErrors", DVH_FIELD(IP, PadErrors), "GetMethodID - setPadErrors call failed!\n"),
+constexpr Field kIPsecSA[] = {
+    M("setOutHardTimeLimit", DVH_FIELD(IP, OutHardTimeLimit), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInHardTimeLimit", DVH_FIELD(IP, InHardTimeLimit), Conv::SetBigIntReversed)
+        .message("GetMethodID - setOutHardTimeLimit call failed!\n"),
+    M("setOutHardByteLimit", DVH_FIELD(IP, OutHardByteLimit), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInHardByteLimit", DVH_FIELD(IP, InHardByteLimit), Conv::SetBigIntReversed, Msg::Dash),
+    M("setOutSoftTimeLimit", DVH_FIELD(IP, OutSoftTimeLimit), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInSoftTimeLimit", DVH_FIELD(IP, InSoftTimeLimit), Conv::SetBigIntReversed)
+        .message("GetMethodID - setOutSoftTimeLimit call failed!\n"),
+    M("setOutSoftByteLimit", DVH_FIELD(IP, OutSoftByteLimit), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInSoftByteLimit", DVH_FIELD(IP, InSoftByteLimit), Conv::SetBigIntReversed)
+        .message("GetMethodID - setOutSoftByteLimit call failed!\n"),
+    M("setOutAuthAlg", DVH_FIELD(IP, OutAuthAlg), Conv::SetInt, Msg::Dash),
+    M("setInAuthAlg", DVH_FIELD(IP, InAuthAlg), Conv::SetInt, Msg::Dash),
+    M("setReplayWindowSize", DVH_FIELD(IP, ReplayWindowSize), Conv::SetBigIntReversed, Msg::Dash),
+    M("setSPI", DVH_FIELD(IP, SPI), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInEncryptionAlg", DVH_FIELD(IP, InEncryptionAlg), Conv::SetInt, Msg::Dash),
+    M("setOutEncryptionAlg", DVH_FIELD(IP, OutEncryptionAlg), Conv::SetInt, Msg::Dash),
+    M("setOutPkts", DVH_FIELD(IP, OutPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInPkts", DVH_FIELD(IP, InPkts), Conv::SetBigIntReversed, Msg::Dash),
+    M("setOutBytes", DVH_FIELD(IP, OutBytes), Conv::SetBigIntReversed, Msg::Dash),
+    M("setInBytes", DVH_FIELD(IP, InBytes), Conv::SetBigIntReversed, Msg::Dash),
+    M("setAuthErrors", DVH_FIELD(IP, AuthErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setReplayErrors", DVH_FIELD(IP, ReplayErrors), Conv::SetBigIntReversed, Msg::Dash),
+    M("setPadErrors", DVH_FIELD(IP, PadErrors), Conv::SetBigIntReversed, Msg::Dash),
+};
+
+// Each SA becomes a new SecurityAssociationDetails handed to the policy.
+constexpr const char* kSAClassMissing = "Find SADetails class call failed!\n";
+constexpr const char* kSANotMade = "New SADetails Object failed!\n";
+constexpr const char* kSAAdderMissing = "GetMethodID addSADetails for SecurityPolicyEntry call failed!\n";
+constexpr marshal::ObjectSpec kIkeSAObject =
+    marshal::objectSpec("SecurityAssociationDetails", kIkeSA, kSAClassMissing, kSANotMade);
+constexpr marshal::ObjectSpec kIPsecSAObject =
+    marshal::objectSpec("SecurityAssociationDetails", kIPsecSA, kSAClassMissing, kSANotMade);
+constexpr Field kAddIkeSA[] = {
+    M("addSecurityAssociation", 0, sizeof(IK), Conv::AddNew).message(kSAAdderMissing).object(kIkeSAObject),
+};
+constexpr Field kAddIPsecSA[] = {
+    M("addSecurityAssociation", 0, sizeof(IP), Conv::AddNew).message(kSAAdderMissing).object(kIPsecSAObject),
 };
 
 static_assert(sizeof kCounters / sizeof kCounters[0] == 40, "forty security counters");
-static_assert(steps::validSteps(kSecurityInfo) && steps::validSteps(kCounters) && steps::validSteps(kIkeSA) &&
-                  steps::validSteps(kIPsecSA),
+static_assert(marshal::validTable(kSecurityInfo) && marshal::validTable(kCounters) && marshal::validTable(kIkeSA) &&
+                  marshal::validTable(kIPsecSA) && marshal::validTable(kAddIkeSA) &&
+                  marshal::validTable(kAddIPsecSA),
               "security statistics accessor tables");
 
-// Looks `name` up on `cls`; prints `missingMessage` when it is not there.
-jmethodID lookup(JNIEnv* env, jclass cls, const char* name, const char* signature, const char* missingMessage)
-{
-    jmethodID mid = methodId(env, cls, name, signature);
-    if (!mid)
-        std::fputs(missingMessage, stdout);
-    return mid;
-}
-
-// The policy's priority, through getPriority.
-jint policyPriority(JNIEnv* env, jobject policy, jclass cls, uint32_t& priority)
-{
-    jmethodID getPriority =
-        lookup(env, cls, "getPriority", "()I", "GetMethodID getPriority for SecurityPolicyEntry call failed!\n");
-    if (!getPriority)
-        return kStatusLookupFailed;
-    jint value = env->CallIntMethod(policy, getPriority);
-    if (thrown(env))
-        return kStatusJavaThrew;
-    priority = static_cast<uint32_t>(value);
-    return kStatusOk;
-}
-
-jint clearSADetails(JNIEnv* env, jobject policy, jclass cls)
-{
-    jmethodID clear = lookup(env, cls, "clearSADetails", "()V", "GetMethodID clearSADetails call failed!\n");
-    if (!clear)
-        return kStatusLookupFailed;
-    env->CallVoidMethod(policy, clear);
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
-}
-
-jint addSADetails(JNIEnv* env, jobject policy, jclass cls, jobject details)
-{
-    jmethodID add = lookup(env, cls, "addSecurityAssociation", kSAAdderSig,
-                           "GetMethodID addSADetails for SecurityPolicyEntry call failed!\n");
-    if (!add)
-        return kStatusLookupFailed;
-    env->CallVoidMethod(policy, add, details);
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
-}
-
-// A new SecurityAssociationDetails filled from `record` by `table`, handed
-// to the policy.
-template <class Record, size_t N>
-jint attachSA(JNIEnv* env, jobject policy, jclass policyClass, jclass saClass, const Record& record,
-              const Step (&table)[N])
-{
-    LocalRef<jobject> details = newObject(env, saClass);
-    if (!details) {
-        std::printf("New SADetails Object failed!\n");
-        return kStatusNullObject;
-    }
-    DVH_TRY(steps::toJava(env, details.get(), saClass, &record, table));
-    return addSADetails(env, policy, policyClass, details.get());
-}
-
-LocalRef<jclass> saDetailsClass(JNIEnv* env)
-{
-    LocalRef<jclass> cls = modelClass(env, "SecurityAssociationDetails");
-    if (!cls)
-        std::printf("Find SADetails class call failed!\n");
-    return cls;
-}
+constexpr Method kGetSecurityStats = method("getSecurityStats", "()Lcom/norvik/dvh/iscsi/model/SecurityStats;");
+constexpr Method kGetNumberOfPolicies = method("getNumberOfSecurityPolicyEntries", "()I", Msg::Obj);
+constexpr Method kGetPolicy =
+    method("getSecurityPolicyEntry", "(I)Lcom/norvik/dvh/iscsi/model/SecurityPolicyEntry;");
+constexpr Method kGetKind = method("getKind", "()I", Msg::Obj);
+constexpr Method kGetPriority =
+    method("getPriority", "()I").message("GetMethodID getPriority for SecurityPolicyEntry call failed!\n");
+constexpr Method kClearSADetails = method("clearSADetails", "()V");
 
 }  // namespace
 
@@ -234,39 +193,37 @@ jint processIKESADetails(JNIEnv* env, SDMGT_HANDLE, jobject javaPolicyEntry, con
 {
     jobject policy = javaPolicyEntry;
     LocalRef<jclass> cls = objectClass(env, policy);
-    uint32_t priority = 0;
-    DVH_TRY(policyPriority(env, policy, cls.get(), priority));
+    jint priority = 0;
+    DVH_TRY(marshal::call(env, priority, policy, cls.get(), kGetPriority));
     const IKESA* match = nullptr;
     for (uint32_t i = 0; i < saCount && !match; ++i)
-        if (ikeSAs[i].Priority == priority)
+        if (ikeSAs[i].Priority == static_cast<uint32_t>(priority))
             match = &ikeSAs[i];
     // Without an IKE SA the policy keeps the SAs it had.
     if (!match)
         return kStatusOk;
-    DVH_TRY(clearSADetails(env, policy, cls.get()));
-    LocalRef<jclass> saClass = saDetailsClass(env);
-    if (!saClass)
-        return kStatusClassNotFound;
-    return attachSA(env, policy, cls.get(), saClass.get(), *match, kIkeSA);
+    DVH_TRY(marshal::callVoid(env, policy, cls.get(), kClearSADetails));
+    return marshal::toJava(env, policy, cls.get(), match, kAddIkeSA);
 }
 
 jint processIPsecSADetails(JNIEnv* env, SDMGT_HANDLE device, jobject javaPolicyEntry)
 {
     jobject policy = javaPolicyEntry;
     LocalRef<jclass> cls = objectClass(env, policy);
-    DVH_TRY(clearSADetails(env, policy, cls.get()));
-    LocalRef<jclass> saClass = saDetailsClass(env);
-    if (!saClass)
+    DVH_TRY(marshal::callVoid(env, policy, cls.get(), kClearSADetails));
+    if (!modelClass(env, "SecurityAssociationDetails")) {
+        std::printf("%s", kSAClassMissing);
         return kStatusClassNotFound;
-    uint32_t priority = 0;
-    DVH_TRY(policyPriority(env, policy, cls.get(), priority));
+    }
+    jint priority = 0;
+    DVH_TRY(marshal::call(env, priority, policy, cls.get(), kGetPriority));
     uint32_t count = 0;
     std::vector<IPSECSA> sas;
     // A failed read leaves the policy without SAs.
-    if (getIPsecSAArray(device, priority, &count, sas) != 0 || sas.size() != count)
+    if (getIPsecSAArray(device, static_cast<uint32_t>(priority), &count, sas) != 0 || sas.size() != count)
         count = 0;
     for (uint32_t j = 0; j < count; ++j)
-        DVH_TRY(attachSA(env, policy, cls.get(), saClass.get(), sas[j], kIPsecSA));
+        DVH_TRY(marshal::toJava(env, policy, cls.get(), &sas[j], kAddIPsecSA));
     return kStatusOk;
 }
 
@@ -281,35 +238,21 @@ namespace {
 jint policiesSADetails(JNIEnv* env, SDMGT_HANDLE handle, jobject jHBA, jclass hbaClass, const IKESA* ikeSAs,
                        uint32_t ikeCount)
 {
-    jmethodID count = lookup(env, hbaClass, "getNumberOfSecurityPolicyEntries", "()I",
-                             "GetMethodID getNumberOfSecurityPolicyEntries - Obj call failed!\n");
-    if (!count)
-        return kStatusLookupFailed;
-    jint n = env->CallIntMethod(jHBA, count);
-    if (thrown(env))
-        return kStatusJavaThrew;
+    jint n = 0;
+    DVH_TRY(marshal::call(env, n, jHBA, hbaClass, kGetNumberOfPolicies));
     jint kept = kStatusOk;
     for (jint i = 0; i < n; ++i) {
         std::printf("JNI: getting SA Details for entry %d\n", static_cast<int>(i));
         std::fflush(stdout);
-        jmethodID getEntry = lookup(env, hbaClass, "getSecurityPolicyEntry", kPolicyGetterSig,
-                                    "GetMethodID getSecurityPolicyEntry call failed!\n");
-        if (!getEntry)
-            return kStatusLookupFailed;
-        LocalRef<jobject> entry(env, env->CallObjectMethod(jHBA, getEntry, i));
-        if (thrown(env))
-            return kStatusJavaThrew;
+        LocalRef<jobject> entry;
+        DVH_TRY(marshal::call(env, entry, jHBA, hbaClass, kGetPolicy, i));
         if (!entry) {
             std::printf("NULL jPolicyEntry!\n");
             return kStatusNullObject;
         }
         LocalRef<jclass> entryClass = objectClass(env, entry.get());
-        jmethodID getKind = lookup(env, entryClass.get(), "getKind", "()I", "GetMethodID getKind - Obj call failed!\n");
-        if (!getKind)
-            return kStatusLookupFailed;
-        jint kind = env->CallIntMethod(entry.get(), getKind);
-        if (thrown(env))
-            return kStatusJavaThrew;
+        jint kind = 0;
+        DVH_TRY(marshal::call(env, kind, entry.get(), entryClass.get(), kGetKind));
         if (kind == kIkePolicyKind) {
             jint status = processIKESADetails(env, handle, entry.get(), ikeSAs, ikeCount);
             if (status == kStatusJavaThrew)
@@ -343,7 +286,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSISecurity
         std::printf("SDGetSecurityInfo call failed!\n");
         return static_cast<jint>(status);
     }
-    return steps::toJava(env, jHBA, hbaClass.get(), &info, kSecurityInfo);
+    return marshal::toJava(env, jHBA, hbaClass.get(), &info, kSecurityInfo);
 }
 
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSISecurityStatistics(JNIEnv* env, jobject,
@@ -354,8 +297,11 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSISecurity
     SDMGT_HANDLE handle = handleAt(dev);
     LocalRef<jclass> hbaClass = objectClass(env, jHBA);
     LocalRef<jobject> stats;
-    DVH_TRY(getObjectField(env, jHBA, hbaClass.get(), "getSecurityStats", kStatsGetterSig,
-                           "GetMethodID getSecurityStats call failed!\n", "NULL jStats!\n", stats));
+    DVH_TRY(marshal::call(env, stats, jHBA, hbaClass.get(), kGetSecurityStats));
+    if (!stats) {
+        std::printf("NULL jStats!\n");
+        return kStatusNullObject;
+    }
     LocalRef<jclass> statsClass = objectClass(env, stats.get());
 
     HBASECURITYSTATS counters{};
@@ -364,7 +310,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSISecurity
         std::printf("SDGetStatisticsiSCSI call failed!\n");
         return static_cast<jint>(status);
     }
-    DVH_TRY(steps::toJava(env, stats.get(), statsClass.get(), &counters, kCounters));
+    DVH_TRY(marshal::toJava(env, stats.get(), statsClass.get(), &counters, kCounters));
 
     std::vector<IKESA> ikeSAs(kIkeSaCapacity);
     uint32_t ikeCount = 0;
