@@ -64,29 +64,36 @@ uint32_t updateBitOf(uint32_t code)
     }
 }
 
-// Formats into a 256-byte text, as long as any event or state text may be.
-std::string format256(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string format256(const char* format, ...)
-{
-    char text[256] = {};
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    return text;
-}
-
-// ctime of the event's 32-bit seconds, with ctime's trailing newline.
-std::string eventTimeText(const ASYNC_EVENT& event)
+// ctime of the event's 32-bit seconds, with ctime's trailing newline, into
+// `text` (at least 26 bytes); empty when the time cannot be shown.
+const char* eventTimeText(const ASYNC_EVENT& event, char (&text)[64])
 {
     time_t seconds = static_cast<time_t>(event.TimeStamp.time);
-    char text[64] = {};
+    text[0] = '\0';
     if (!ctime_r(&seconds, text))
-        return std::string();
+        text[0] = '\0';
     return text;
 }
 
 }  // namespace
+
+AenText::AenText(const char* text)
+{
+    if (text) {
+        std::strncpy(text_, text, sizeof text_ - 1);
+        text_[sizeof text_ - 1] = '\0';
+    }
+}
+
+AenText AenText::format(const char* format, ...)
+{
+    AenText t;
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(t.text_, sizeof t.text_, format, args);
+    va_end(args);
+    return t;
+}
 
 int32_t IgnoreCurrentAENsAt(int64_t index)
 {
@@ -258,52 +265,52 @@ int32_t IsUpdateAENShared(const ASYNC_EVENT* pThisEvent, SDMHba* pThisHBA, uint3
     return 0;
 }
 
-std::string GetConnStateString(uint32_t connState)
+AenText GetConnStateString(uint32_t connState)
 {
     switch (connState) {
-    case 0: return "DDB UnAssigned";
-    case 1: return "No Active Connection";
-    case 2: return "Discovery State";
-    case 3: return "No Session Active";
-    case 4: return "Active Session";
-    case 5: return "Logging Out";
-    case 6: return "Session Failed";
-    case 0x1007: return "Offline";
-    default: return format256("...Unknown DDB State 0x%x...", connState);
+    case 0: return AenText("DDB UnAssigned");
+    case 1: return AenText("No Active Connection");
+    case 2: return AenText("Discovery State");
+    case 3: return AenText("No Session Active");
+    case 4: return AenText("Active Session");
+    case 5: return AenText("Logging Out");
+    case 6: return AenText("Session Failed");
+    case 0x1007: return AenText("Offline");
+    default: return AenText::format("...Unknown DDB State 0x%x...", connState);
     }
 }
 
-std::string GetAENStringiSCSI(const ASYNC_EVENT* pThisEvent)
+AenText GetAENStringiSCSI(const ASYNC_EVENT* pThisEvent)
 {
     if (!pThisEvent)
-        return std::string();
+        return AenText();
     const uint32_t code = pThisEvent->Event.AsyncEventCode;
     const uint32_t* payload = pThisEvent->Event.Payload;
     switch (code) {
-    case kAenFwSystemError: return "FW System Error";
-    case kAenProtocolStatisticsAlarm: return "Protocol Statistics Alarm";
-    case kAenScsiCommandPduReject: return "SCSI Command PDU Reject";
-    case kAenLinkUp: return "Link Up";
-    case kAenLinkDown: return "Link Down";
+    case kAenFwSystemError: return AenText("FW System Error");
+    case kAenProtocolStatisticsAlarm: return AenText("Protocol Statistics Alarm");
+    case kAenScsiCommandPduReject: return AenText("SCSI Command PDU Reject");
+    case kAenLinkUp: return AenText("Link Up");
+    case kAenLinkDown: return AenText("Link Down");
     case kAenDdbChanged:
         if (payload[0] == 1)
-            return format256("DDB %d Change Detected, State=(%s), ConnErrorCode=0x%x", asInt(payload[1]),
+            return AenText::format("DDB %d Change Detected, State=(%s), ConnErrorCode=0x%x", asInt(payload[1]),
                              GetConnStateString(payload[2]).c_str(), payload[3]);
-        return format256("All DDBs Change Detected, State=(%s), ConnErrorCode=0x%x",
+        return AenText::format("All DDBs Change Detected, State=(%s), ConnErrorCode=0x%x",
                          GetConnStateString(payload[2]).c_str(), payload[3]);
-    case kAenFwSelfTestFailed: return "FW Self Test Failed";
-    case kAenFwHeartbeat: return "FW Heartbeat";
-    case kAenInvalidNvram: return "Invalid NVRAM";
-    case kAenMacAddressChanged: return "MAC Address Changed";
-    case kAenIpAddressChanged: return "IP Address Changed";
-    case kAenDhcpLeaseExpired: return "DHCP Lease Expired";
-    case kAenDhcpLeaseAcquired: return "DHCP Lease Acquired";
-    case kAenIsnsEvent: return "iSNS Event";
-    case kAenSocketPassthrough: return "Socket Passthrough";
-    case kAenDuplicateIpAddress: return "Duplicate IP Address Detected";
-    case kAenArpComplete: return "ARP Complete";
-    case kAenSubnetStateChange: return "Subnet State Change Detected";
-    default: return format256("...Unknown AEN 0x%x...", code);
+    case kAenFwSelfTestFailed: return AenText("FW Self Test Failed");
+    case kAenFwHeartbeat: return AenText("FW Heartbeat");
+    case kAenInvalidNvram: return AenText("Invalid NVRAM");
+    case kAenMacAddressChanged: return AenText("MAC Address Changed");
+    case kAenIpAddressChanged: return AenText("IP Address Changed");
+    case kAenDhcpLeaseExpired: return AenText("DHCP Lease Expired");
+    case kAenDhcpLeaseAcquired: return AenText("DHCP Lease Acquired");
+    case kAenIsnsEvent: return AenText("iSNS Event");
+    case kAenSocketPassthrough: return AenText("Socket Passthrough");
+    case kAenDuplicateIpAddress: return AenText("Duplicate IP Address Detected");
+    case kAenArpComplete: return AenText("ARP Complete");
+    case kAenSubnetStateChange: return AenText("Subnet State Change Detected");
+    default: return AenText::format("...Unknown AEN 0x%x...", code);
     }
 }
 
@@ -352,11 +359,12 @@ int32_t AENHandlerCore(SDMGT_HANDLE hbaSdmHandle, const ASYNC_EVENT* pEvents, ui
             uint32_t bit = 0;
             if (IsUpdateAENShared(&event, hba, &bit) == 1) {
                 updateMask |= bit;
+                char when[64];
                 const uint32_t* p = event.Event.Payload;
                 CoreLogMessageShared(kLogDebug, "***AEN %d: EventCode = %#x, payload: %#x %#x %#x %#x %#x %#x %#x",
                                      asInt(i), code, p[0], p[1], p[2], p[3], p[4], p[5], p[6]);
                 CoreLogMessageShared(kLogDebug, "***AENCallBackFunction: AEN %d - ID:%#x (%s) Time: %s ", asInt(i),
-                                     code, GetAENStringiSCSI(&event).c_str(), eventTimeText(event).c_str());
+                                     code, GetAENStringiSCSI(&event).c_str(), eventTimeText(event, when));
             } else {
                 CoreLogMessageShared(kLogDebug, "***AENHandlerFunction: Skip Event=0x%x, HBA [Java=%d:SDM=%d]", code,
                                      index, handle);

@@ -47,14 +47,27 @@ int32_t OSSLogMessageShared(int32_t messageType, const char* message)
 
 int32_t CoreLogMessageShared(int32_t messageType, const char* format, ...)
 {
-    char message[kMessageBufferSize] = {};
-    if (format) {
+    // Formatted once, straight into the line: "<Word>: <message>\r\n", cut
+    // to the line buffer like the two-step form (message, then line) was.
+    char line[kLineBufferSize];
+    int prefix = std::snprintf(line, sizeof line, "%s: ", TranslateMessageTypeToStringShared(messageType));
+    size_t length = prefix < 0 ? 0 : static_cast<size_t>(prefix);
+    if (length > sizeof line - 1)
+        length = sizeof line - 1;
+    line[length] = '\0';
+    if (format && length < sizeof line - 1) {
         va_list args;
         va_start(args, format);
-        std::vsnprintf(message, sizeof message, format, args);
+        std::vsnprintf(line + length, sizeof line - length, format, args);
         va_end(args);
+        // A zero byte produced by the format ends the message there.
+        length += std::strlen(line + length);
     }
-    OSSLogMessageShared(messageType, message);
+    static_assert(kLineBufferSize <= kMessageBufferSize, "a message is never cut before its line");
+    for (const char* end = "\r\n"; *end && length < sizeof line - 1; ++end)
+        line[length++] = *end;
+    line[length] = '\0';
+    std::fputs(line, stdout);
     return 0;
 }
 

@@ -14,7 +14,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
+#include <ostream>
 #include <string>
 
 #include "jni_agent_shared.h"
@@ -92,9 +94,28 @@ int32_t CheckIgnoreAENUpdateOpShared();
 // may be null). Takes the registry lock itself.
 int32_t IsUpdateAENShared(const ASYNC_EVENT* pThisEvent, SDMHba* pThisHBA, uint32_t* javaID);
 
+// An event or state text, held in place (at most 255 characters), so that
+// describing an event needs no heap allocation.
+class AenText {
+public:
+    AenText() = default;
+    explicit AenText(const char* text);
+    const char* c_str() const { return text_; }
+    friend bool operator==(const AenText& a, const char* b) { return std::strcmp(a.text_, b) == 0; }
+    friend bool operator==(const char* a, const AenText& b) { return b == a; }
+    friend bool operator==(const AenText& a, const std::string& b) { return b == a.text_; }
+    friend bool operator==(const std::string& a, const AenText& b) { return a == b.text_; }
+    friend std::ostream& operator<<(std::ostream& out, const AenText& t) { return out << t.text_; }
+
+    static AenText format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+private:
+    char text_[256] = {};
+};
+
 // Text of an event, and of a target's connection state.
-std::string GetAENStringiSCSI(const ASYNC_EVENT* pThisEvent);
-std::string GetConnStateString(uint32_t connState);
+AenText GetAENStringiSCSI(const ASYNC_EVENT* pThisEvent);
+AenText GetConnStateString(uint32_t connState);
 
 // ---------------------------------------------------------------------------
 // The handler of one fetch

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <nlohmann/json.hpp>
+
 #include "sim.hpp"
 
 namespace izksim {
@@ -109,105 +111,56 @@ void Sim::append_log(CallRecord&& rec) {
   }
 }
 
-// JSON string literal, ASCII only: UTF-8 sequences become \u escapes, bytes
-// that are not valid UTF-8 are taken as Latin-1.
-static void json_quote(std::string& out, const std::string& s) {
-  static const char digits[] = "0123456789abcdef";
-  auto u = [&](uint32_t cp) {
-    out += "\\u";
-    for (int shift = 12; shift >= 0; shift -= 4) out.push_back(digits[(cp >> shift) & 15]);
-  };
-  out.push_back('"');
+// Text as valid UTF-8 for the JSON library: well-formed UTF-8 sequences stay,
+// any other byte is taken as Latin-1.
+static std::string as_utf8(const std::string& s) {
+  std::string out;
+  out.reserve(s.size());
   for (size_t i = 0; i < s.size();) {
     const unsigned char c = static_cast<unsigned char>(s[i]);
-    if (c == '"' || c == '\\') {
-      out.push_back('\\');
-      out.push_back(char(c));
-      ++i;
-    } else if (c >= 0x20 && c < 0x7F) {
-      out.push_back(char(c));
-      ++i;
-    } else if (c == '\n') {
-      out += "\\n";
-      ++i;
-    } else if (c == '\r') {
-      out += "\\r";
-      ++i;
-    } else if (c == '\t') {
-      out += "\\t";
-      ++i;
-    } else if (c < 0x80) {
-      u(c);
-      ++i;
+    size_t n = c < 0x80 ? 1 : c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 && c < 0xF0 ? 3 : c >= 0xC2 && c < 0xE0 ? 2 : 0;
+    uint32_t cp = n == 4 ? (c & 7u) : n == 3 ? (c & 15u) : (c & 31u);
+    bool ok = n != 0 && i + n <= s.size();
+    for (size_t k = 1; ok && k < n; ++k) {
+      const unsigned char cc = static_cast<unsigned char>(s[i + k]);
+      ok = (cc & 0xC0) == 0x80;
+      cp = (cp << 6) | (cc & 0x3F);
+    }
+    ok = ok && !(n == 3 && (cp < 0x800 || (cp >= 0xD800 && cp < 0xE000))) && !(n == 4 && (cp < 0x10000 || cp > 0x10FFFF));
+    if (ok) {
+      out.append(s, i, n);
+      i += n;
     } else {
-      size_t n = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 && c < 0xE0 ? 2 : 0;
-      uint32_t cp = n == 4 ? (c & 7u) : n == 3 ? (c & 15u) : (c & 31u);
-      bool ok = n != 0 && i + n <= s.size();
-      for (size_t k = 1; ok && k < n; ++k) {
-        const unsigned char cc = static_cast<unsigned char>(s[i + k]);
-        ok = (cc & 0xC0) == 0x80;
-        cp = (cp << 6) | (cc & 0x3F);
-      }
-      ok = ok && !(n == 3 && (cp < 0x800 || (cp >= 0xD800 && cp < 0xE000))) && !(n == 4 && (cp < 0x10000 || cp > 0x10FFFF));
-      if (!ok) {
-        u(c);
-        ++i;
-      } else if (cp >= 0x10000) {
-        cp -= 0x10000;
-        u(0xD800 + (cp >> 10));
-        u(0xDC00 + (cp & 0x3FF));
-        i += n;
-      } else {
-        u(cp);
-        i += n;
-      }
+      out.push_back(char(0xC0 | (c >> 6)));
+      out.push_back(char(0x80 | (c & 0x3F)));
+      ++i;
     }
   }
-  out.push_back('"');
+  return out;
 }
 
+// The call log as ASCII-only JSON (non-ASCII text as \u escapes).
 std::string Sim::log_json() {
-  std::string out = "[";
-  bool first = true;
+  nlohmann::ordered_json out = nlohmann::ordered_json::array();
   for (const CallRecord& r : log) {
-    if (!first) out.push_back(',');
-    first = false;
-    out += "{\"seq\":" + std::to_string(r.seq) + ",\"fn\":";
-    json_quote(out, r.fn);
-    out += ",\"args\":{";
-    for (size_t i = 0; i < r.args.size(); ++i) {
-      if (i) out.push_back(',');
-      json_quote(out, r.args[i].name);
-      out.push_back(':');
-      out += r.args[i].isSigned ? std::to_string(int64_t(r.args[i].value)) : std::to_string(r.args[i].value);
-    }
-    out += "},\"text\":{";
-    for (size_t i = 0; i < r.texts.size(); ++i) {
-      if (i) out.push_back(',');
-      json_quote(out, r.texts[i].first);
-      out.push_back(':');
-      if (r.texts[i].second)
-        json_quote(out, *r.texts[i].second);
+    nlohmann::ordered_json args = nlohmann::ordered_json::object();
+    for (const auto& a : r.args) {
+      if (a.isSigned)
+        args[as_utf8(a.name)] = int64_t(a.value);
       else
-        out += "null";
+        args[as_utf8(a.name)] = a.value;
     }
-    out += "},\"records\":{";
-    for (size_t i = 0; i < r.records.size(); ++i) {
-      if (i) out.push_back(',');
-      json_quote(out, r.records[i].first);
-      out.push_back(':');
-      if (r.records[i].second) {
-        out.push_back('"');
-        out += to_hex(r.records[i].second->data(), r.records[i].second->size());
-        out.push_back('"');
-      } else {
-        out += "null";
-      }
-    }
-    out += "},\"status\":" + std::to_string(r.status) + "}";
+    nlohmann::ordered_json texts = nlohmann::ordered_json::object();
+    for (const auto& t : r.texts)
+      texts[as_utf8(t.first)] = t.second ? nlohmann::ordered_json(as_utf8(*t.second)) : nlohmann::ordered_json(nullptr);
+    nlohmann::ordered_json records = nlohmann::ordered_json::object();
+    for (const auto& rec : r.records)
+      records[as_utf8(rec.first)] = rec.second ? nlohmann::ordered_json(to_hex(rec.second->data(), rec.second->size()))
+                                               : nlohmann::ordered_json(nullptr);
+    out.push_back({{"seq", r.seq}, {"fn", as_utf8(r.fn)}, {"args", std::move(args)}, {"text", std::move(texts)},
+                   {"records", std::move(records)}, {"status", r.status}});
   }
-  out += "]";
-  return out;
+  return out.dump(-1, ' ', true);
 }
 
 // --- SdCall -------------------------------------------------------------------

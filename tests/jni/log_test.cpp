@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "jni_agent_shared.h"
@@ -42,6 +43,33 @@ TEST(DiagnosticLog, OverlongMessagesAreCutNotOverrun)
     // 255-byte line buffer: at most 254 characters reach the output.
     ASSERT_EQ(254u, line.size());
     EXPECT_EQ("Error: xxx", line.substr(0, 10));
+}
+
+// The line as the two-step form made it: message into 512 bytes, then
+// "<Word>: <message>\r\n" into 255.
+std::string twoStep(const char* word, const std::string& message)
+{
+    char m[512];
+    std::snprintf(m, sizeof m, "%s", message.c_str());
+    char line[255];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-truncation"
+    std::snprintf(line, sizeof line, "%s: %s\r\n", word, m);
+#pragma GCC diagnostic pop
+    return line;
+}
+
+TEST(DiagnosticLog, OneStepFormattingCutsLikeTheTwoStepForm)
+{
+    for (size_t n : {0u, 1u, 240u, 243u, 244u, 245u, 246u, 247u, 248u, 249u, 250u, 251u, 252u, 253u, 254u, 600u}) {
+        std::string text(n, 'y');
+        EXPECT_EQ(twoStep("Warning", text), logged(2, text.c_str())) << n;
+        EXPECT_EQ(twoStep("Debug", text), logged(100, text.c_str())) << n;
+    }
+    // A zero byte made by the format ends the message; the line end follows.
+    StdoutCapture capture;
+    CoreLogMessageShared(1, "ab%cde", 0);
+    EXPECT_EQ(std::string("Info: ab\r\n"), capture.finish());
 }
 
 TEST(AllocationWrappers, ZeroSizeAndNullFreeWarn)
