@@ -13,14 +13,12 @@
 #include "chap_table.h"
 
 #include "adapter_sessions.h"
-#include "byte_shorts.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
 #include "jni_support.h"
 #include "marshal.h"
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
 using marshal::Field;
 
 namespace {
@@ -41,43 +39,42 @@ struct IndexByte {
     uint8_t value;
 };
 
+using marshal::M;
+using marshal::Msg;
+
 // --- CHAPTABLE -> CHAPTableEntry --------------------------------------------
 
 constexpr Field kFlagsLinkToJava[] = {
-    F("setFlags", "(I)V", DVH_FIELD(CT, Flags), Conv::SetInt, "GetMethodID setFlags - Obj call failed!\n"),
-    F("setLink", "(I)V", DVH_FIELD(CT, Link), Conv::SetInt, "GetMethodID setLink - Obj call failed!\n"),
+    M("setFlags", DVH_FIELD(CT, Flags), Conv::SetInt, Msg::Obj),
+    M("setLink", DVH_FIELD(CT, Link), Conv::SetInt, Msg::Obj),
 };
 constexpr Field kFlashIndexToJava[] = {
-    F("setFlashIndex", "(I)V", DVH_FIELD(IndexArgument, value), Conv::SetInt, "GetMethodID call failed!, 11111\n"),
+    M("setFlashIndex", DVH_FIELD(IndexArgument, value), Conv::SetInt).message("GetMethodID call failed!, 11111\n"),
 };
 constexpr Field kNameToJava[] = {
-    F("setChapName", kStringSetterSig, DVH_FIELD(CT, ChapName), Conv::SetText, "GetMethodID call failed!\n"),
+    M("setChapName", DVH_FIELD(CT, ChapName), Conv::SetText).message("GetMethodID call failed!\n"),
 };
 
 // --- CHAPTableEntry -> CHAPTABLE --------------------------------------------
 
 // Link takes the low 8 bits of getLink only (its high byte is cleared after).
 constexpr Field kFlagsLinkFromJava[] = {
-    F("getFlags", "()I", DVH_FIELD(CT, Flags), Conv::GetInt, "GetMethodID getFlags - Obj call failed!\n"),
-    F("getLink", "()I", offsetof(CT, Link), 1, Conv::GetInt, "GetMethodID getLink - Obj call failed!\n"),
+    M("getFlags", DVH_FIELD(CT, Flags), Conv::GetInt, Msg::Obj),
+    M("getLink", offsetof(CT, Link), 1, Conv::GetInt, Msg::Obj),
 };
 // The flash index keeps the low 8 bits of getFlashIndex. Its two readers
 // print different texts when it is missing.
 constexpr Field kFlashIndexFromJava[] = {
-    F("getFlashIndex", "()I", DVH_FIELD(IndexByte, value), Conv::GetInt,
-      "GetMethodID getFlags - Obj call failed!, 11207\n"),
+    M("getFlashIndex", DVH_FIELD(IndexByte, value), Conv::GetInt).message("GetMethodID getFlags - Obj call failed!, 11207\n"),
 };
 constexpr Field kDeletionIndexFromJava[] = {
-    F("getFlashIndex", "()I", DVH_FIELD(IndexByte, value), Conv::GetInt,
-      "GetMethodID getFlags - Obj call failed!, 593\n"),
+    M("getFlashIndex", DVH_FIELD(IndexByte, value), Conv::GetInt).message("GetMethodID getFlags - Obj call failed!, 593\n"),
 };
 constexpr Field kSecretLengthFromJava[] = {
-    F("getChapSecretLength", "()I", DVH_FIELD(CT, ChapSecretLength), Conv::GetInt,
-      "GetMethodID getChapSecretLength - Obj call failed!\n"),
+    M("getChapSecretLength", DVH_FIELD(CT, ChapSecretLength), Conv::GetInt, Msg::Obj),
 };
 constexpr Field kNameFromJava[] = {
-    F("getChapName", kStringGetterSig, DVH_FIELD(CT, ChapName), Conv::GetText, "GetMethodID call failed!\n")
-        .bound(sizeof(CT::ChapName)),
+    M("getChapName", DVH_FIELD(CT, ChapName), Conv::GetText).message("GetMethodID call failed!\n").bound(sizeof(CT::ChapName)),
 };
 
 static_assert(marshal::validTable(kFlagsLinkToJava) && marshal::validTable(kFlashIndexToJava) &&
@@ -86,7 +83,11 @@ static_assert(marshal::validTable(kFlagsLinkToJava) && marshal::validTable(kFlas
                   marshal::validTable(kSecretLengthFromJava) && marshal::validTable(kNameFromJava),
               "CHAP table accessor tables");
 
-constexpr const char* kAddEntrySig = "(Lcom/norvik/dvh/iscsi/model/CHAPTableEntry;)V";
+// The secret travels as a short[100] with its length.
+constexpr marshal::Method kSetChapSecret = marshal::method("setChapSecret", "([SI)V");
+constexpr marshal::Method kGetChapSecret = marshal::method("getChapSecret", "()[S");
+constexpr marshal::Method kAddEntry =
+    marshal::method("addCHAPTableEntry", "(Lcom/norvik/dvh/iscsi/model/CHAPTableEntry;)V", Msg::Obj);
 
 // The secret bytes a record carries: the first ChapSecretLength of them (at
 // most 100, whatever the length says), zeros after.
@@ -110,28 +111,22 @@ jint chapEntryClass(JNIEnv* env, jobject obj, LocalRef<jclass>& cls)
 
 jint secretToJava(JNIEnv* env, jobject obj, jclass cls, const CT* entry)
 {
-    jmethodID mid = methodId(env, cls, "setChapSecret", "([SI)V");
-    if (!mid) {
-        std::printf("GetMethodID setChapSecret call failed!\n");
-        return kStatusLookupFailed;
-    }
-    uint8_t secret[kSecretSize] = {};
-    std::memcpy(secret, entry->ChapSecret, secretBytes(entry));
-    return callShortsIntSetter(env, obj, mid, secret, kSecretSize, entry->ChapSecretLength);
+    LocalRef<jshortArray> array(env, env->NewShortArray(static_cast<jsize>(kSecretSize)));
+    if (!array)
+        return kStatusJavaThrew;  // out of memory, left pending
+    jshort values[kSecretSize] = {};
+    for (size_t i = 0; i < secretBytes(entry); ++i)
+        values[i] = entry->ChapSecret[i];
+    env->SetShortArrayRegion(array.get(), 0, static_cast<jsize>(kSecretSize), values);
+    return marshal::callVoid(env, obj, cls, kSetChapSecret, array.get(), static_cast<jint>(entry->ChapSecretLength));
 }
 
 // Stores the low byte of element i for i below the secret's length and 0 for
 // the rest. Elements the array lacks (or a null array) count as 0.
 jint secretFromJava(JNIEnv* env, jobject obj, jclass cls, CT* entry)
 {
-    jmethodID mid = methodId(env, cls, "getChapSecret", "()[S");
-    if (!mid) {
-        std::printf("GetMethodID getChapSecret call failed!\n");
-        return kStatusLookupFailed;
-    }
-    LocalRef<jshortArray> array(env, static_cast<jshortArray>(env->CallObjectMethod(obj, mid)));
-    if (thrown(env))
-        return kStatusJavaThrew;
+    LocalRef<jshortArray> array;
+    DVH_TRY(marshal::call(env, array, obj, cls, kGetChapSecret));
     jshort values[kSecretSize] = {};
     const size_t wanted = secretBytes(entry);
     if (array) {
@@ -244,14 +239,7 @@ jint addEntries(JNIEnv* env, jobject jHBA, const std::vector<CT>& table, uint32_
             std::fputs(sparse ? "setiSCSICHAPEntrySparse() failed!\n" : "setiSCSICHAPEntry() failed!\n", stdout);
             return kStatusNullObject;
         }
-        jmethodID add = methodId(env, hbaClass.get(), "addCHAPTableEntry", kAddEntrySig);
-        if (!add) {
-            std::printf("GetMethodID addCHAPTableEntry - Obj call failed!\n");
-            return kStatusLookupFailed;
-        }
-        env->CallVoidMethod(jHBA, add, obj.get());
-        if (thrown(env))
-            return kStatusJavaThrew;
+        DVH_TRY(marshal::callVoid(env, jHBA, hbaClass.get(), kAddEntry, obj.get()));
     }
     return kStatusOk;
 }

@@ -10,6 +10,7 @@
 #include "adapter_sessions.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
 #include "jni_support.h"
+#include "marshal.h"
 
 using namespace dvh;
 
@@ -59,15 +60,20 @@ struct LogKind {
     size_t entrySize;
     const Slot* slots;
     size_t slotCount;
-    const char* setter;
+    const marshal::Method* setter;
     const char* libraryFailure;  // printf format taking the status
 };
 
 constexpr uint32_t kLogCapacity = 128;
 
+// Both setters print the connection error log's text when missing.
+constexpr marshal::Method kSetConnErrorEntries = marshal::method("setConnectErrorLogEntries", "([J)V");
+constexpr marshal::Method kSetArpEntries =
+    marshal::method("setARPLogEntries", "([J)V").message("GetMethodID setConnectErrorLogEntries call failed!\n");
+
 constexpr LogKind kConnErrorLog{1, sizeof(CONNERRTABLE), kConnErrorSlots, std::size(kConnErrorSlots),
-                                "setConnectErrorLogEntries", "SDGetLogs call failed! %x \n"};
-constexpr LogKind kArpLog{2, sizeof(ARPTABLE), kArpSlots, std::size(kArpSlots), "setARPLogEntries",
+                                &kSetConnErrorEntries, "SDGetLogs call failed! %x \n"};
+constexpr LogKind kArpLog{2, sizeof(ARPTABLE), kArpSlots, std::size(kArpSlots), &kSetArpEntries,
                           "SDGetLogs call failed!\n"};
 
 constexpr bool slotsInside(const LogKind& log)
@@ -123,14 +129,7 @@ jint getLog(JNIEnv* env, jint dev, jobject jObj, const LogKind& log)
     env->SetLongArrayRegion(array.get(), 0, static_cast<jsize>(values.size()), values.data());
 
     LocalRef<jclass> cls = objectClass(env, jObj);
-    jmethodID setter = methodId(env, cls.get(), log.setter, "([J)V");
-    if (!setter) {
-        // Both logs print the connection error log's text.
-        std::printf("GetMethodID setConnectErrorLogEntries call failed!\n");
-        return kStatusLookupFailed;
-    }
-    env->CallVoidMethod(jObj, setter, array.get());
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    return marshal::callVoid(env, jObj, cls.get(), *log.setter, array.get());
 }
 
 }  // namespace

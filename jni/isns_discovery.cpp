@@ -9,7 +9,6 @@
 #include <new>
 
 #include "adapter_sessions.h"
-#include "byte_shorts.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
 #include "jni_support.h"
 #include "marshal.h"
@@ -17,7 +16,8 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
+using marshal::M;
+using marshal::Msg;
 using marshal::Field;
 
 namespace {
@@ -41,53 +41,42 @@ constexpr jint kOutOfMemory = 0x2000001f;
 // cleared record supplies the terminator).
 constexpr uint32_t kInitiatorNameBound = 224;
 
-constexpr Field kConfigFlagsToJava[] = {
-    F("setEnableiSNSDiscoveryFlag", "(I)V", DVH_FIELD(IC, performiSNSDiscovery), Conv::SetInt,
-      "GetMethodID setEnableiSNSDiscoveryFlag - Obj call failed!\n"),
-    F("setAutomaticDiscoveryFlag", "(I)V", DVH_FIELD(IC, AutomaticiSNSDiscovery), Conv::SetInt,
-      "GetMethodID setAutomaticDiscoveryFlag - Obj call failed!\n"),
+constexpr Field kConfigToJava[] = {
+    M("setEnableiSNSDiscoveryFlag", DVH_FIELD(IC, performiSNSDiscovery), Conv::SetInt, Msg::Obj),
+    M("setAutomaticDiscoveryFlag", DVH_FIELD(IC, AutomaticiSNSDiscovery), Conv::SetInt, Msg::Obj),
+    M("setServerIPAddress", DVH_FIELD(IC, ipAddr), Conv::SetIPAddrShorts),
 };
 // The record's flags are 1 or 0 after a cleared record took the booleans.
-constexpr Field kConfigFlagsFromJava[] = {
-    F("getEnableiSNSDiscoveryFlag", "()Z", DVH_FIELD(IC, performiSNSDiscovery), Conv::GetBool,
-      "GetMethodID getEnableiSNSDiscoveryFlag - Obj call failed!\n")
+// The automatic flag's missing getter is reported under its setter's name.
+constexpr Field kConfigFromJava[] = {
+    M("getEnableiSNSDiscoveryFlag", DVH_FIELD(IC, performiSNSDiscovery), Conv::GetBool, Msg::Obj).mask(1),
+    M("getAutomaticDiscoveryFlag", DVH_FIELD(IC, AutomaticiSNSDiscovery), Conv::GetBool)
+        .message("GetMethodID setAutomaticDiscoveryFlag - Obj call failed!\n")
         .mask(1),
-    F("getAutomaticDiscoveryFlag", "()Z", DVH_FIELD(IC, AutomaticiSNSDiscovery), Conv::GetBool,
-      "GetMethodID setAutomaticDiscoveryFlag - Obj call failed!\n")
-        .mask(1),
-};
-constexpr Field kConfigNameFromJava[] = {
-    F("getHBAiSCSIName", kStringGetterSig, DVH_FIELD(IC, initiatorName), Conv::GetText, "GetMethodID call failed!\n")
+    M("getServerIPAddress", DVH_FIELD(IC, ipAddr), Conv::GetIPAddr).message("GetMethodID  getIPAddr call failed!\n"),
+    M("getHBAiSCSIName", DVH_FIELD(IC, initiatorName), Conv::GetText)
+        .message("GetMethodID call failed!\n")
         .bound(kInitiatorNameBound),
 };
-
-constexpr Field kTargetPortToJava[] = {
-    F("setPort", "(I)V", offsetof(DT, targetPortal[0].port), sizeof(uint16_t), Conv::SetInt,
-      "GetMethodID setPort - Obj call failed!\n"),
-};
-constexpr Field kTargetNamesToJava[] = {
-    F("setiSCSIName", kStringSetterSig, DVH_FIELD(DT, targetName), Conv::SetText,
-      "GetMethodID call failed (setiSCSIName)!\n"),
-    F("setiSCSIAlias", kStringSetterSig, DVH_FIELD(DT, targetAlias), Conv::SetText,
-      "GetMethodID call failed (setiSCSIName)!\n"),
+// Only the first portal is handed over, however many the target has.
+constexpr Field kTargetToJava[] = {
+    M("setPort", offsetof(DT, targetPortal[0].port), sizeof(uint16_t), Conv::SetInt, Msg::Obj),
+    M("setiSCSIName", DVH_FIELD(DT, targetName), Conv::SetText).message("GetMethodID call failed (setiSCSIName)!\n"),
+    M("setiSCSIAlias", DVH_FIELD(DT, targetAlias), Conv::SetText).message("GetMethodID call failed (setiSCSIName)!\n"),
+    M("setIPAddress", offsetof(DT, targetPortal[0].ipAddr), sizeof(ISCSIIPADDR), Conv::SetIPAddrShorts)
+        .message("GetMethodID setIPAddressJNI(short[],int) call failed!\n"),
 };
 
-static_assert(marshal::validTable(kConfigFlagsToJava) && marshal::validTable(kConfigFlagsFromJava) &&
-                  marshal::validTable(kConfigNameFromJava) && marshal::validTable(kTargetPortToJava) &&
-                  marshal::validTable(kTargetNamesToJava),
+static_assert(marshal::validTable(kConfigToJava) && marshal::validTable(kConfigFromJava) &&
+                  marshal::validTable(kTargetToJava),
               "iSNS accessor tables");
 
-// Calls a "([SI)V" address setter with the 16 address bytes and the type.
-jint addressToJava(JNIEnv* env, jobject obj, jclass cls, const char* name, const ISCSIIPADDR& addr,
-                   const char* missingMessage)
-{
-    jmethodID mid = methodId(env, cls, name, "([SI)V");
-    if (!mid) {
-        std::fputs(missingMessage, stdout);
-        return kStatusLookupFailed;
-    }
-    return callShortsIntSetter(env, obj, mid, addr.IPAddress, sizeof addr.IPAddress, addr.Type);
-}
+// The record carries no host name for the server: the object gets a single blank.
+constexpr marshal::Method kSetServerHostname =
+    marshal::method("setServerHostname", kStringSetterSig).message("GetMethodID call failed (setServerHostname)!\n");
+constexpr marshal::Method kClearTargets = marshal::method("cleariSNSTargetList", "()V");
+constexpr marshal::Method kAddTarget =
+    marshal::method("addiSNSTarget", "(Lcom/norvik/dvh/iscsi/model/iSNSTarget;)V");
 
 // The index test, then the configuration object's.
 jint configArguments(jint dev, jobject cfg)
@@ -114,20 +103,11 @@ jint SDMToJava_iSNSDiscoveryConfig(JNIEnv* env, jobject cfg, const SDM_ISNS_CONF
         return kStatusBadIndex;
     }
     LocalRef<jclass> cls = objectClass(env, cfg);
-    DVH_TRY(marshal::toJava(env, cfg, cls.get(), config, kConfigFlagsToJava));
-    DVH_TRY(addressToJava(env, cfg, cls.get(), "setServerIPAddress", config->ipAddr,
-                          "GetMethodID setServerIPAddress call failed!\n"));
-    // The record carries no host name: the object gets a single blank.
-    jmethodID setHostname = methodId(env, cls.get(), "setServerHostname", kStringSetterSig);
-    if (!setHostname) {
-        std::printf("GetMethodID call failed (setServerHostname)!\n");
-        return kStatusLookupFailed;
-    }
+    DVH_TRY(marshal::toJava(env, cfg, cls.get(), config, kConfigToJava));
     LocalRef<jstring> blank(env, env->NewStringUTF(" "));
     if (!blank)
         return kStatusJavaThrew;
-    env->CallVoidMethod(cfg, setHostname, blank.get());
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    return marshal::callVoid(env, cfg, cls.get(), kSetServerHostname, blank.get());
 }
 
 jint JavaToSDM_iSNSDiscoveryConfig(JNIEnv* env, jobject cfg, SDM_ISNS_CONFIG* config)
@@ -141,12 +121,7 @@ jint JavaToSDM_iSNSDiscoveryConfig(JNIEnv* env, jobject cfg, SDM_ISNS_CONFIG* co
         std::printf("Find iSNSDiscoveryConfig class call failed!\n");
         return kStatusClassNotFound;
     }
-    DVH_TRY(marshal::fromJava(env, cfg, cls.get(), config, kConfigFlagsFromJava));
-    LocalRef<jobject> address;
-    DVH_TRY(getObjectField(env, cfg, cls.get(), "getServerIPAddress", kIPAddrGetterSig,
-                           "GetMethodID  getIPAddr call failed!\n", "NULL javaIPObject!\n", address));
-    DVH_TRY(getIPAddr(env, address.get(), &config->ipAddr));
-    return marshal::fromJava(env, cfg, cls.get(), config, kConfigNameFromJava);
+    return marshal::fromJava(env, cfg, cls.get(), config, kConfigFromJava);
 }
 
 jint SDMToJava_iSNSDiscoveredTargets(JNIEnv* env, jclass hbacls, jclass iSNSTargetcls, jobject jHBAObj,
@@ -175,18 +150,8 @@ jint SDMToJava_iSNSDiscoveredTargets(JNIEnv* env, jclass hbacls, jclass iSNSTarg
         std::printf("New Device Object failed for iSNSEntry!\n");
         return kStatusNullObject;
     }
-    // Only the first portal is handed over, however many the target has.
-    DVH_TRY(marshal::toJava(env, target.get(), iSNSTargetcls, record, kTargetPortToJava));
-    DVH_TRY(marshal::toJava(env, target.get(), iSNSTargetcls, record, kTargetNamesToJava));
-    DVH_TRY(addressToJava(env, target.get(), iSNSTargetcls, "setIPAddress", record->targetPortal[0].ipAddr,
-                          "GetMethodID setIPAddressJNI(short[],int) call failed!\n"));
-    jmethodID add = methodId(env, hbacls, "addiSNSTarget", "(Lcom/norvik/dvh/iscsi/model/iSNSTarget;)V");
-    if (!add) {
-        std::printf("GetMethodID addiSNSTarget call failed!\n");
-        return kStatusLookupFailed;
-    }
-    env->CallVoidMethod(jHBAObj, add, target.get());
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    DVH_TRY(marshal::toJava(env, target.get(), iSNSTargetcls, record, kTargetToJava));
+    return marshal::callVoid(env, jHBAObj, hbacls, kAddTarget, target.get());
 }
 
 // ---------------------------------------------------------------------------
@@ -266,14 +231,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSNSTargets(J
     }
 
     LocalRef<jclass> hbaClass = objectClass(env, jHBA);
-    jmethodID clear = methodId(env, hbaClass.get(), "cleariSNSTargetList", "()V");
-    if (!clear) {
-        std::printf("GetMethodID cleariSNSTargetList call failed!\n");
-        return kStatusLookupFailed;
-    }
-    env->CallVoidMethod(jHBA, clear);
-    if (thrown(env))
-        return kStatusJavaThrew;
+    DVH_TRY(marshal::callVoid(env, jHBA, hbaClass.get(), kClearTargets));
     LocalRef<jclass> targetClass = modelClass(env, "iSNSTarget");
     if (!targetClass) {
         std::printf("Find class call failed for iSNSTarget!\n");
