@@ -56,6 +56,10 @@ import picocli.CommandLine.TypeConversionException;
                     + "database as the native bridge library reads them, and closes the adapters again. "
                     + "Nothing on the adapters is changed.",
             "",
+            "The report also lists the CHAP table (entry names only, never secrets) and the iSNS discovery "
+                    + "settings with the targets the iSNS server reported; --logs adds each adapter's "
+                    + "connection error log and ARP table.",
+            "",
             "With --watch SECONDS the adapters' asynchronous events are watched instead of reported on: "
                     + "event collection is switched on for every adapter, each adapter is asked for its "
                     + "events about once a second, every notification is printed as it arrives (time since "
@@ -86,6 +90,9 @@ public class Examiner implements Callable<Integer> {
     @Option(names = {"-o", "--output"}, paramLabel = "FILE",
             description = "Write the report (with --watch: its lines) to FILE instead of standard output.")
     File output;
+
+    @Option(names = "--logs", description = "Add each adapter's connection error log and ARP table to the report.")
+    boolean logs;
 
     @Option(names = "--watch", paramLabel = "SECONDS", converter = PositiveSeconds.class,
             description = "Instead of the report, watch the adapters' asynchronous events for SECONDS "
@@ -165,7 +172,7 @@ public class Examiner implements Callable<Integer> {
             return watch(cl, wrapper);
         }
         // Every native call is made here, before any of the report is written.
-        Report report = collect(wrapper);
+        Report report = collect(wrapper, logs);
         String text;
         try {
             text = json ? toJson(report) + "\n" : toText(report);
@@ -195,6 +202,11 @@ public class Examiner implements Callable<Integer> {
 
     /** Opens instances 0, 1, ... until one fails to open, gathers each adapter's facts, closes all. */
     static Report collect(ApiWrapper api) {
+        return collect(api, false);
+    }
+
+    /** The same, with each adapter's logs when {@code logs} is set. */
+    static Report collect(ApiWrapper api, boolean logs) {
         api.initJNINative();
         Report report = new Report();
         report.libraryVersion = api.getVersioniSCSI();
@@ -205,7 +217,7 @@ public class Examiner implements Callable<Integer> {
                     break;
                 }
                 opened.add(instance);
-                report.adapters.add(AdapterReport.gather(api, instance));
+                report.adapters.add(AdapterReport.gather(api, instance, logs));
             }
         } finally {
             for (int instance : opened) {
@@ -370,7 +382,8 @@ public class Examiner implements Callable<Integer> {
     }
 
     /** One adapter: its properties, firmware block and device database, and what could not be read. */
-    @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "security"})
+    @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "security", "chapTable",
+        "isns", "logs"})
     public static class AdapterReport {
         public int instance;
         /** One line per native call that did not succeed, e.g. "getChipInfo: status 0x2000002d". */
@@ -381,8 +394,18 @@ public class Examiner implements Callable<Integer> {
         /** The IPsec engine; absent when it reports nothing. */
         @JsonInclude(JsonInclude.Include.NON_NULL)
         public SecurityReport security;
+        /** CHAP entries by name, never their secrets. */
+        public ChapReport chapTable;
+        public IsnsReport isns;
+        /** The connection error log and ARP table; only with --logs. */
+        @JsonInclude(JsonInclude.Include.NON_NULL)
+        public LogsReport logs;
 
         static AdapterReport gather(ApiWrapper api, int instance) {
+            return gather(api, instance, false);
+        }
+
+        static AdapterReport gather(ApiWrapper api, int instance, boolean withLogs) {
             AdapterReport a = new AdapterReport();
             a.instance = instance;
             HBA hba = new HBA(instance);
@@ -401,6 +424,11 @@ public class Examiner implements Callable<Integer> {
                 a.deviceDatabase.add(Entry.of(e));
             }
             a.security = SecurityReport.gather(api, instance, a.problems);
+            a.chapTable = ChapReport.gather(api, instance, a.problems);
+            a.isns = IsnsReport.gather(api, instance, a.problems);
+            if (withLogs) {
+                a.logs = LogsReport.gather(api, instance, a.problems);
+            }
             return a;
         }
 
@@ -431,6 +459,11 @@ public class Examiner implements Callable<Integer> {
             }
             if (security != null) {
                 security.appendText(sb);
+            }
+            chapTable.appendText(sb);
+            isns.appendText(sb);
+            if (logs != null) {
+                logs.appendText(sb);
             }
         }
     }

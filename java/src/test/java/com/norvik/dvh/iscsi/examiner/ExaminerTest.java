@@ -125,6 +125,11 @@ class ExaminerTest extends NativeTestBase {
                 + "         3260\n"
                 + "    511    Unknown (9)           iqn.2009-11.com.acmedisk:v9k.c                  10.9.1.11"
                 + "         860\n"
+                + "  CHAP table: 0 entries\n"
+                + "  iSNS discovery\n"
+                + "    Discovery:          disabled\n"
+                + "    Server:             -\n"
+                + "    Targets:            0\n"
                 + "\n"
                 + "Adapter 1\n"
                 + "  Properties\n"
@@ -159,7 +164,12 @@ class ExaminerTest extends NativeTestBase {
                 + "    TCP window scale:   0\n"
                 + "    TCP max window:     0\n"
                 + "    Task mgmt timeout:  0\n"
-                + "  Device database: 0 entries\n", out);
+                + "  Device database: 0 entries\n"
+                + "  CHAP table: 0 entries\n"
+                + "  iSNS discovery\n"
+                + "    Discovery:          disabled\n"
+                + "    Server:             -\n"
+                + "    Targets:            0\n", out);
         assertEquals(List.of(0L, 1L, 2L), argOfCalls("SDOpenDeviceiSCSI", "instance"));
         // The scenario gives no handles: the simulator's 100 + instance.
         assertEquals(List.of(100L, 101L), argOfCalls("SDCloseDeviceiSCSI", "handle"));

@@ -1,0 +1,29 @@
+package com.norvik.dvh.iscsi.examiner;
+
+import com.norvik.dvh.iscsi.jni.ApiStatus;
+
+import java.util.List;
+
+/** Small helpers the report sections share. */
+final class ReportChecks {
+
+    private ReportChecks() {
+    }
+
+    /** Adds "method: status 0x..." to {@code problems} unless the status is 0. */
+    static void check(List<String> problems, String method, int status) {
+        if (status != 0) {
+            problems.add(method + ": status " + ApiStatus.hex(status));
+        }
+    }
+
+    /** "-" for what is missing or empty. */
+    static String orDash(Object o) {
+        return o == null || o.toString().isEmpty() ? "-" : o.toString();
+    }
+
+    /** "1 entry", "3 entries". */
+    static String count(int n, String one, String many) {
+        return n + " " + (n == 1 ? one : many);
+    }
+}
