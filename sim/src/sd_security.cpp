@@ -69,8 +69,8 @@ SD_EXPORT SD_STATUS SDSetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPOLICY
                                              uint32_t flag) {
   SdCall c("SDSetSecurityPolicyTable");
   c.arg("handle", handle).arg("numEntries", numEntries).arg("flag", flag);
-  c.rec("table", table,
-        table ? std::min<size_t>(numEntries, izksim::kPolicySlots) * sizeof(SECURITYPOLICY) : 0);
+  // A count beyond the table is refused without reading the caller's buffer.
+  c.rec("table", table, table && numEntries <= izksim::kPolicySlots ? size_t(numEntries) * sizeof(SECURITYPOLICY) : 0);
   if (c.faulted()) return c.status();
   Adapter* a = c.open_adapter(handle);
   if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
