@@ -495,6 +495,21 @@ class SecurityPolicyTableTest extends NativeTestBase {
     }
 
     @Test
+    void anExceptionOfAGetterReachesTheCallerAndNothingIsSent() {
+        load(bare());
+        SecurityPolicyEntry p = new SecurityPolicyEntry() {
+            @Override
+            public String getPolicyName() {
+                throw new IllegalArgumentException("no name");
+            }
+        };
+        IllegalArgumentException e = org.junit.jupiter.api.Assertions.assertThrows(IllegalArgumentException.class,
+                () -> api.setSecurityPolicies(0, new Object[] {p}));
+        assertEquals("no name", e.getMessage());
+        assertEquals(List.of(), calls(SET));
+    }
+
+    @Test
     void aRefusedTableReturnsTheLibraryStatus() {
         load(bare());
         SimControl.fault(SET, INVALID_PARAMETER, true);

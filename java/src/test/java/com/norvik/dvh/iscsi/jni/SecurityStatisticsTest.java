@@ -359,6 +359,37 @@ class SecurityStatisticsTest extends NativeTestBase {
         assertEquals(List.of(), p259.getSecurityAssociations());
     }
 
+    /** Counters, but no policy list. */
+    public static class CountersOnly {
+        public SecurityStats getSecurityStats() {
+            return new SecurityStats();
+        }
+    }
+
+    @Test
+    void anAdapterWithoutAPolicyListEndsWith4097AfterTheCounters() {
+        load(withSAs());
+        out = stdout(() -> status = api.getiSCSISecurityStatistics(0, new CountersOnly()));
+        assertEquals(4097, status);
+        assertEquals("GetMethodID getNumberOfSecurityPolicyEntries - Obj call failed!\n", out);
+    }
+
+    @Test
+    void anExceptionOfAPolicyReachesTheCallerAndStopsTheWalk() {
+        load(withSAs());
+        SecurityPolicyEntry throwing = new SecurityPolicyEntry() {
+            @Override
+            public int getKind() {
+                throw new IllegalStateException("kind unknown");
+            }
+        };
+        SecurityPolicyEntry after = policy(1, 20);
+        IllegalStateException e = org.junit.jupiter.api.Assertions.assertThrows(IllegalStateException.class,
+                () -> api.getiSCSISecurityStatistics(0, new Adapter(throwing, after)));
+        assertEquals("kind unknown", e.getMessage());
+        assertEquals(List.of(), calls("SDGetIPsecSACountForPolicy"));
+    }
+
     @Test
     void flushPassesTheIndexThroughAndDropsThatPolicysSAs() {
         load(withSAs());
