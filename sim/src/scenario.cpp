@@ -102,7 +102,7 @@ static Bytes target_info_bytes(const Target& t) {
 static Lun load_lun(const json& j, const std::string& path) {
   check_keys(j, path,
              {"lun", "deviceType", "vendor", "product", "revision", "serial", "wwuln", "page83", "blocks",
-              "blockLength", "buffer", "ready", "bufferSupported"});
+              "blockLength", "buffer", "ready", "bufferSupported", "capacityRecord"});
   if (!j.contains("lun")) throw LoadError(path + ": missing key \"lun\"");
   Lun l;
   l.number = uint16_t(json_uint(j["lun"], path + ".lun", 0x3FFF));
@@ -126,11 +126,22 @@ static Lun load_lun(const json& j, const std::string& path) {
   }
   if (j.contains("ready")) l.ready = json_bool(j["ready"], path + ".ready");
   if (j.contains("bufferSupported")) l.bufferSupported = json_bool(j["bufferSupported"], path + ".bufferSupported");
+  if (j.contains("capacityRecord")) {
+    const json& c = j["capacityRecord"];
+    const std::string p = path + ".capacityRecord";
+    check_keys(c, p, {"lba", "blockLength", "mbytes"});
+    l.hasCapacityRecord = true;
+    if (c.contains("lba")) l.capacityLba = json_uint(c["lba"], p + ".lba", UINT64_MAX);
+    if (c.contains("blockLength")) l.capacityBlockLength = json_uint(c["blockLength"], p + ".blockLength", UINT64_MAX);
+    if (c.contains("mbytes")) l.capacityMbytes = uint32_t(json_uint(c["mbytes"], p + ".mbytes", 0xFFFFFFFFu));
+  }
   return l;
 }
 
 static Target load_target(const json& j, const std::string& path) {
-  check_keys(j, path, {"bus", "targetId", "state", "supportsTest", "portal", "node", "luns", "reportLunsData"});
+  check_keys(j, path,
+             {"bus", "targetId", "state", "supportsTest", "portal", "node", "luns", "reportLunsData", "lunAddressing",
+              "reportLunsStatus"});
   if (!j.contains("targetId")) throw LoadError(path + ": missing key \"targetId\"");
   Target t;
   if (j.contains("bus")) t.bus = uint16_t(json_uint(j["bus"], path + ".bus", 0xFFFF));
@@ -159,6 +170,14 @@ static Target load_target(const json& j, const std::string& path) {
     t.hasReportLunsData = true;
     t.reportLunsData = parse_hex(json_string(j["reportLunsData"], path + ".reportLunsData"), path + ".reportLunsData");
   }
+  if (j.contains("lunAddressing")) {
+    const std::string a = json_string(j["lunAddressing"], path + ".lunAddressing");
+    if (a != "peripheral" && a != "flat")
+      throw LoadError(path + ".lunAddressing: \"" + a + "\" is neither \"peripheral\" nor \"flat\"");
+    t.flatAddressing = a == "flat";
+  }
+  if (j.contains("reportLunsStatus"))
+    t.reportLunsStatus = uint32_t(json_uint(j["reportLunsStatus"], path + ".reportLunsStatus", 0xFFFFFFFFu));
   return t;
 }
 
@@ -317,7 +336,7 @@ State load_scenario(const json& scenario) {
 }
 
 static json dump_lun(const Lun& l) {
-  return {{"lun", l.number},
+  json j = {{"lun", l.number},
           {"deviceType", l.deviceType},
           {"vendor", l.vendor},
           {"product", l.product},
@@ -330,6 +349,9 @@ static json dump_lun(const Lun& l) {
           {"buffer", to_hex(l.buffer.data(), l.buffer.size())},
           {"ready", l.ready},
           {"bufferSupported", l.bufferSupported}};
+  if (l.hasCapacityRecord)
+    j["capacityRecord"] = {{"lba", l.capacityLba}, {"blockLength", l.capacityBlockLength}, {"mbytes", l.capacityMbytes}};
+  return j;
 }
 
 json dump_state(const State& state) {
@@ -371,6 +393,8 @@ json dump_state(const State& state) {
       for (const Lun& l : t.luns) luns.push_back(dump_lun(l));
       jt["luns"] = luns;
       if (t.hasReportLunsData) jt["reportLunsData"] = to_hex(t.reportLunsData.data(), t.reportLunsData.size());
+      jt["lunAddressing"] = t.flatAddressing ? "flat" : "peripheral";
+      jt["reportLunsStatus"] = t.reportLunsStatus;
       targets.push_back(jt);
     }
     ja["targets"] = targets;

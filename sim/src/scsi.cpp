@@ -109,8 +109,9 @@ Outcome inquiry(const Lun& lun, const uint8_t* cdb) {
   }
 }
 
-// LUN numbers below 256 use peripheral device addressing, larger ones flat
-// space addressing (first byte 0x40 | high bits).
+// LUN numbers below 256 use peripheral device addressing, larger ones (and
+// all of a target that uses it throughout) flat space addressing (first byte
+// 0x40 | high bits).
 Outcome report_luns(const Target& t, const uint8_t* cdb) {
   Outcome o;
   o.allocation = be(cdb + 6, 4);
@@ -126,7 +127,7 @@ Outcome report_luns(const Target& t, const uint8_t* cdb) {
   put_be(o.data, 0, 4, 8 * numbers.size());
   for (size_t i = 0; i < numbers.size(); ++i) {
     const uint16_t n = numbers[i];
-    o.data[8 + 8 * i] = n < 256 ? 0 : uint8_t(0x40 | (n >> 8));
+    o.data[8 + 8 * i] = n < 256 && !t.flatAddressing ? 0 : uint8_t(0x40 | (n >> 8));
     o.data[8 + 8 * i + 1] = uint8_t(n & 0xFF);
   }
   return o;
@@ -197,6 +198,13 @@ size_t required_cdb_length(uint8_t opcode) {
 }
 
 }  // namespace
+
+void set_address(ScsiRequest& r, const void* targetInformation) {
+  const uint8_t* ti = static_cast<const uint8_t*>(targetInformation);
+  r.bus = uint16_t(ti[0] | ti[1] << 8);
+  r.targetId = uint16_t(ti[2] | ti[3] << 8);
+  r.lun = uint16_t(ti[4] | ti[5] << 8);
+}
 
 void write_fixed_sense(const Sense& sense, uint8_t* buffer, uint32_t length) {
   uint8_t s[kFixedSenseLength] = {0};

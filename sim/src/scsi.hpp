@@ -32,6 +32,10 @@ struct ScsiRequest {
   uint32_t dataInLength = 0;
 };
 
+// Takes bus, target id and LUN from a TARGETINFORMATION record (its first six
+// bytes, little-endian).
+void set_address(ScsiRequest& request, const void* targetInformation);
+
 // Runs one command on the adapter. Returns 0, IZKSIM_ST_CHECK_CONDITION with
 // *sense filled, or a library status (target/LUN not found, target not active,
 // invalid parameter). Pointers and lengths must already be consistent.

@@ -28,11 +28,8 @@ SD_EXPORT SD_STATUS SDSendScsiPassThruiSCSI(SDMGT_HANDLE handle, TARGETINFORMATI
       (senseLength && !sense))
     return c.done(IZKSIM_ST_INVALID_PARAMETER);
 
-  const uint8_t* ti = reinterpret_cast<const uint8_t*>(target);
   izksim::ScsiRequest r;
-  r.bus = uint16_t(ti[0] | ti[1] << 8);
-  r.targetId = uint16_t(ti[2] | ti[3] << 8);
-  r.lun = uint16_t(ti[4] | ti[5] << 8);
+  izksim::set_address(r, target);
   r.cdb = cdb;
   r.cdbLength = cdbLength;
   r.dataOut = dataOut;

@@ -18,49 +18,6 @@ static size_t size_of(const T* p) {
   return p ? sizeof(T) : 0;
 }
 
-// --- Targets, LUNs and SCSI commands --------------------------------------------
-
-SD_EXPORT SD_STATUS SDGetDiscPortalPropertyiSCSI(SDMGT_HANDLE handle, uint32_t portal, uint32_t targetID,
-                                                 uint32_t reserved, DISCISCSIPORTAL* property) {
-  SdCall c("SDGetDiscPortalPropertyiSCSI");
-  c.arg("handle", handle).arg("portal", portal).arg("targetID", targetID).arg("reserved", reserved);
-  c.rec("property", property, size_of(property));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetDiscNodePropertyiSCSI(SDMGT_HANDLE handle, uint32_t portal, uint32_t targetID,
-                                               uint32_t reserved, DISCISCSINODE* property) {
-  SdCall c("SDGetDiscNodePropertyiSCSI");
-  c.arg("handle", handle).arg("portal", portal).arg("targetID", targetID).arg("reserved", reserved);
-  c.rec("property", property, size_of(property));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSendScsiReportLunsCmdiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* buffer,
-                                                 uint32_t bufferSize, uint8_t* sense, uint32_t senseSize) {
-  SdCall c("SDSendScsiReportLunsCmdiSCSI");
-  c.arg("handle", handle).rec("target", target, size_of(target));
-  c.arg("bufferSize", bufferSize).rec("buffer", buffer, buffer ? bufferSize : 0);
-  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSendScsiInquiryCmdiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* buffer,
-                                              uint32_t bufferSize, uint8_t* sense, uint32_t senseSize) {
-  SdCall c("SDSendScsiInquiryCmdiSCSI");
-  c.arg("handle", handle).rec("target", target, size_of(target));
-  c.arg("bufferSize", bufferSize).rec("buffer", buffer, buffer ? bufferSize : 0);
-  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSendReadMBCapacity(SDMGT_HANDLE handle, TARGETINFORMATION* target,
-                                         SD_CAPACITY_INFO_STRUC* capacity) {
-  SdCall c("SDSendReadMBCapacity");
-  c.arg("handle", handle).rec("target", target, size_of(target)).rec("capacity", capacity, size_of(capacity));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
 // --- Statistics, state and logs ---------------------------------------------------
 
 SD_EXPORT SD_STATUS SDGetStatisticsiSCSI(SDMGT_HANDLE handle, HBAPORTSTATISCSI* stats) {

@@ -30,6 +30,11 @@ struct Lun {
   std::array<uint8_t, kLunBufferSize> buffer{};  // READ/WRITE BUFFER data (mode 2)
   bool ready = true;                             // false: TEST UNIT READY gives NOT READY
   bool bufferSupported = true;                   // false: READ/WRITE BUFFER give ILLEGAL REQUEST
+  // SDSendReadMBCapacity's answer as given (e.g. the library's 0xfefefefe
+  // "not measured" marker) instead of one computed from READ CAPACITY.
+  bool hasCapacityRecord = false;
+  uint64_t capacityLba = 0, capacityBlockLength = 0;
+  uint32_t capacityMbytes = 0;
 };
 
 struct Target {
@@ -42,6 +47,8 @@ struct Target {
   std::vector<Lun> luns;
   bool hasReportLunsData = false;  // answer REPORT LUNS with these bytes as they stand
   Bytes reportLunsData;
+  bool flatAddressing = false;     // REPORT LUNS gives every LUN in flat space addressing
+  uint32_t reportLunsStatus = 0;   // SDSendScsiReportLunsCmdiSCSI's status after a good answer
 
   Lun* find_lun(uint16_t number);
 };

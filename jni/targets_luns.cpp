@@ -1,0 +1,581 @@
+// Targets, LUNs and SCSI queries: a target's discovered portal and node into
+// the Java target object, a LUN's inquiry strings, capacity and WWULN into the
+// Java LUN object, and REPORT LUNS into the target's list of LUNs.
+#include "targets_luns.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "adapter_sessions.h"
+#include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
+#include "ddb_entries.h"
+#include "jni_agent_shared.h"
+#include "jni_support.h"
+#include "marshal.h"
+#include "toolkit.h"
+
+using namespace dvh;
+using marshal::Conv;
+using marshal::F;
+using marshal::Field;
+
+namespace {
+
+constexpr const char* kTargetInfoGetterSig = "()Lcom/norvik/dvh/iscsi/model/TargetInfo;";
+constexpr const char* kSCSIInqInfoGetterSig = "()Lcom/norvik/dvh/iscsi/model/SCSIInqInfo;";
+constexpr const char* kDevDBEntryAtSig = "(I)Lcom/norvik/dvh/iscsi/model/DevDBEntry;";
+constexpr const char* kTargetInfoMissing = "GetMethodID  getTargetInfo call failed!\n";
+constexpr const char* kTargetInfoNull = "NULL javaTargetInfoObject!\n";
+
+// Targets reported by the Java side above this are refused.
+constexpr uint32_t kMaxJavaTargets = 512;
+
+// REPORT LUNS
+constexpr uint32_t kReportLunsSmall = 264;   // header and 32 entries
+constexpr uint32_t kReportLunsLarge = 4120;
+constexpr uint32_t kSenseSize = 256;
+constexpr uint32_t kReportLunsHeader = 8;
+constexpr uint32_t kReportLunsEntry = 8;
+constexpr uint32_t kHighestLun = 515;
+constexpr jint kStatusBadReportLuns = 0x20000075;
+constexpr SD_STATUS kStatusReportLunsTolerated = 0x20000077;
+
+// INQUIRY
+constexpr uint32_t kInquiryLength = 36;
+
+// READ CAPACITY: the library's marker of a value that was not measured.
+constexpr uint32_t kCapacityNotMeasured = 0xfefefefe;
+constexpr uint64_t kLargeBlockCount = 0xffffff;
+
+constexpr uint32_t kWwulnLength = 8;
+
+// --- TargetInfo -> TARGETINFORMATION ----------------------------------------
+
+using TI = TARGETINFORMATION;
+
+constexpr Field kTargetInfoFromJava[] = {
+    F("getBus", "()I", DVH_FIELD(TI, BusNumber), Conv::GetInt, "GetMethodID getBus call failed!\n"),
+    F("getLUN", "()I", DVH_FIELD(TI, LUN), Conv::GetInt, "GetMethodID getLUN call failed!\n"),
+    F("getTargetID", "()I", DVH_FIELD(TI, TargetID), Conv::GetInt, "GetMethodID getTargetID call failed!\n"),
+    F("getTargetState", "()I", DVH_FIELD(TI, TargetState), Conv::GetInt,
+      "GetMethodID getTargetState call failed!\n"),
+    F("getSupportsTest", "()Z", DVH_FIELD(TI, SupportsTest), Conv::GetBool,
+      "GetMethodID getSupportsTest call failed!\n")
+        .mask(1),
+    // The library reads the request for a buffer test in the byte after SupportsTest.
+    F("getPerformBufferTest", "()Z", DVH_FIELD(TI, Reserved1), Conv::GetBool,
+      "GetMethodID getPerformBufferTest call failed!\n")
+        .mask(1),
+};
+
+// setSupportsTest(false): the flag of a cleared record.
+constexpr Field kTargetInfoNotSupported[] = {
+    F("setSupportsTest", "(Z)V", DVH_FIELD(TI, SupportsTest), Conv::SetBool,
+      "GetMethodID setSupportsTest call failed!\n")
+        .mask(1),
+};
+
+// --- DISCISCSIPORTAL / DISCISCSINODE -> target object, TargetInfo -----------
+
+using DP = DISCISCSIPORTAL;
+using DN = DISCISCSINODE;
+
+// A missing one of these three is reported to Java as success.
+constexpr Field kPortalToTarget[] = {
+    F("setNodeCount", "(I)V", DVH_FIELD(DP, NodeCount), Conv::SetInt,
+      "GetMethodID setNodeCount - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setHostName", kStringSetterSig, DVH_FIELD(DP, hostName), Conv::SetText,
+      "GetMethodID setHostName - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setTCPPortNumber", "(I)V", DVH_FIELD(DP, portNumber), Conv::SetInt,
+      "GetMethodID setTCPPortNumber - Obj call failed!\n")
+        .status(kStatusOk),
+};
+
+constexpr Field kNodeToTarget[] = {
+    F("setSessionID", "(I)V", DVH_FIELD(DN, SessionID), Conv::SetInt, "GetMethodID setSessionID - Obj call failed!\n"),
+    F("setConnectionID", "(I)V", DVH_FIELD(DN, ConnectionID), Conv::SetInt,
+      "GetMethodID setConnectionID - Obj call failed!\n"),
+    F("setPortalGroup", "(I)V", DVH_FIELD(DN, PortalGroupID), Conv::SetInt,
+      "GetMethodID setPortalGroup - Obj call failed!\n"),
+};
+
+constexpr Field kNodeToTargetInfo[] = {
+    F("setBus", "(I)V", DVH_FIELD(DN, TargetInfo.BusNumber), Conv::SetInt, "GetMethodID setBus - Obj call failed!\n"),
+    F("setLUN", "(I)V", DVH_FIELD(DN, TargetInfo.LUN), Conv::SetInt, "GetMethodID setLUN - Obj call failed!\n"),
+    F("setTargetID", "(I)V", DVH_FIELD(DN, TargetInfo.TargetID), Conv::SetInt,
+      "GetMethodID setTargetID - Obj call failed!\n"),
+};
+
+// --- INQUIRY data -> SCSIInqInfo ---------------------------------------------
+
+using SI = SCSI_INQUIRY_DATA_INFO;
+
+// Four messages name the getter although the setter is looked up. A missing
+// setter is reported to Java as success.
+constexpr Field kInquiryToJava[] = {
+    F("setExtraData", kStringSetterSig, DVH_FIELD(SI, cExtraData), Conv::SetText,
+      "GetMethodID setExtraData - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setInquiryHeader", kStringSetterSig, DVH_FIELD(SI, cInquiryHeader), Conv::SetText,
+      "GetMethodID setInquiryHeader - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setProductID", kStringSetterSig, DVH_FIELD(SI, cProductID), Conv::SetText,
+      "GetMethodID getProductID - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setRevision", kStringSetterSig, DVH_FIELD(SI, cRevision), Conv::SetText,
+      "GetMethodID getRevision - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setSerialNumber", kStringSetterSig, DVH_FIELD(SI, cSerialNumber), Conv::SetText,
+      "GetMethodID getSerialNumber - Obj call failed!\n")
+        .status(kStatusOk),
+    F("setVendorID", kStringSetterSig, DVH_FIELD(SI, cVendorID), Conv::SetText,
+      "GetMethodID getVendorID - Obj call failed!\n")
+        .status(kStatusOk),
+};
+
+static_assert(marshal::validTable(kTargetInfoFromJava) && marshal::validTable(kTargetInfoNotSupported) &&
+                  marshal::validTable(kPortalToTarget) && marshal::validTable(kNodeToTarget) &&
+                  marshal::validTable(kNodeToTargetInfo) && marshal::validTable(kInquiryToJava),
+              "target and LUN accessor tables");
+
+// Calls an int getter with no arguments. 0, or 4097 after `missingMessage`.
+jint callIntGetter(JNIEnv* env, jobject obj, jclass cls, const char* name, const char* missingMessage, jint& out)
+{
+    jmethodID mid = methodId(env, cls, name, "()I");
+    if (!mid) {
+        std::fputs(missingMessage, stdout);
+        return kStatusLookupFailed;
+    }
+    out = env->CallIntMethod(obj, mid);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// The TargetInfo object a target or LUN object holds, read into *targetInfo.
+jint readHeldTargetInfo(JNIEnv* env, jobject holder, jclass holderClass, TARGETINFORMATION* targetInfo,
+                        LocalRef<jobject>* heldObject = nullptr)
+{
+    LocalRef<jobject> ti;
+    DVH_TRY(getObjectField(env, holder, holderClass, "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
+                           kTargetInfoNull, ti));
+    DVH_TRY(getTargetInfo(env, ti.get(), targetInfo));
+    if (heldObject)
+        *heldObject = std::move(ti);
+    return kStatusOk;
+}
+
+uint32_t bigEndian32(const uint8_t* p)
+{
+    return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
+}
+
+// addLUN(lunID) on the target object, looked up for each LUN. A missing
+// addLUN ends the walk: `ended` is set and `current` (the status of the last
+// REPORT LUNS, 0 or the tolerated one) is what the walk returns.
+jint addLun(JNIEnv* env, jobject jTarget, jclass targetClass, jint lunID, jint current, bool& ended)
+{
+    jmethodID addLUN = methodId(env, targetClass, "addLUN", "(I)V");
+    if (!addLUN) {
+        std::printf("GetMethodID addLUN - Obj call failed!\n");
+        ended = true;
+        return current;
+    }
+    std::printf("About to add LUN:%d\n", lunID);
+    env->CallVoidMethod(jTarget, addLUN, lunID);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+SD_STATUS sendReportLuns(SDMGT_HANDLE device, TARGETINFORMATION* targetInfo, uint8_t* buffer, uint32_t size,
+                         uint8_t* sense)
+{
+    SD_STATUS status = SDSendScsiReportLunsCmdiSCSI(device, targetInfo, buffer, size, sense, kSenseSize);
+    if (status != 0 && status != kStatusReportLunsTolerated)
+        std::printf("SDSendScsiReportLunsCmdiSCSI returned %x\n", status);
+    return status;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Routines shared with other subsystems
+// ---------------------------------------------------------------------------
+
+jint getTargetInfo(JNIEnv* env, jobject javaTargetInfoObject, TARGETINFORMATION* pTargetInfo)
+{
+    if (!javaTargetInfoObject) {
+        std::printf("NULL javaTargetInfoObject!\n");
+        return kStatusNullObject;
+    }
+    LocalRef<jclass> cls = objectClass(env, javaTargetInfoObject);
+    return marshal::fromJava(env, javaTargetInfoObject, cls.get(), pTargetInfo, kTargetInfoFromJava);
+}
+
+void setTargetInfoNotSupported(JNIEnv* env, jobject jObj)
+{
+    if (!jObj) {
+        std::printf("NULL jObj!\n");
+        return;
+    }
+    const TARGETINFORMATION notSupported{};
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    marshal::toJava(env, jObj, cls.get(), &notSupported, kTargetInfoNotSupported);
+}
+
+jint getLocalScsiInquiryData(JNIEnv* env, jobject, jint dev, jobject targetInfoObj, jobject inqObj,
+                             SCSI_INQUIRY_DATA_INFO*, TARGETINFORMATION* ptargetInfo)
+{
+    if (!inqObj) {
+        std::printf("NULL inqObj!\n");
+        return kStatusNullObject;
+    }
+    if (!targetInfoObj) {
+        std::printf("NULL targetInfoObj!\n");
+        return kStatusNullObject;
+    }
+    std::memset(ptargetInfo, 0, sizeof *ptargetInfo);
+    // The strings are read through the whole inquiry record, serial number and
+    // extra data included, although only 36 bytes are asked for: the buffer is
+    // the full record, cleared, so what the device did not send reads empty.
+    SCSI_INQUIRY_DATA_INFO inquiry{};
+    uint8_t sense[kSenseSize] = {};
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+
+    DVH_TRY(getTargetInfo(env, targetInfoObj, ptargetInfo));
+    SD_STATUS status = SDSendScsiInquiryCmdiSCSI(handleAt(dev), ptargetInfo, reinterpret_cast<uint8_t*>(&inquiry),
+                                                 kInquiryLength, sense, kSenseSize);
+    if (status != 0) {
+        std::printf("SDSendScsiInquiryCmdiSCSI returned %x, target ID = %d\n", status, ptargetInfo->TargetID);
+        return static_cast<jint>(status);
+    }
+    LocalRef<jclass> cls = objectClass(env, inqObj);
+    return marshal::toJava(env, inqObj, cls.get(), &inquiry, kInquiryToJava);
+}
+
+jint getScsiReadCapacityData(JNIEnv* env, jobject, jint dev, jobject jLun)
+{
+    if (!jLun) {
+        std::printf("NULL jLun!\n");
+        return kStatusNullObject;
+    }
+    TARGETINFORMATION targetInfo{};
+    SD_CAPACITY_INFO_STRUC capacity{};
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+
+    LocalRef<jclass> lunClass = objectClass(env, jLun);
+    DVH_TRY(readHeldTargetInfo(env, jLun, lunClass.get(), &targetInfo));
+    SD_STATUS status = SDSendReadMBCapacity(handleAt(dev), &targetInfo, &capacity);
+    if (status != 0) {
+        std::printf("SDSendScsiReadCapacityCmdiSCSI returned %x\n", status);
+        return static_cast<jint>(status);
+    }
+
+    jmethodID setLba = methodId(env, lunClass.get(), "setLogicalBlockAddress", "(J)V");
+    if (!setLba) {
+        std::printf("GetMethodID setLogicalBlockAddress - Obj call failed!\n");
+        return kStatusOk;
+    }
+    // The Java side multiplies the two values it gets: megabytes here, 1 as
+    // the block size, unless the library marked a value as not measured.
+    const uint64_t lba = capacity.Lba;
+    const uint64_t blockLen = capacity.BlockLen;
+    uint64_t megabytes = lba;
+    if (static_cast<uint32_t>(lba) != kCapacityNotMeasured) {
+        // Large block counts are shifted in two steps so that the product
+        // stays within 64 bits.
+        megabytes = lba > kLargeBlockCount ? ((lba >> 12) * blockLen) >> 8 : (lba * blockLen) >> 20;
+        std::printf("JNI-LUN(%d) Size: LBA=0x%x, BlockLength=0x%x,", targetInfo.LUN, static_cast<uint32_t>(lba),
+                    static_cast<uint32_t>(lba >> 32));
+        std::printf("Mbytes32=%d, Mbytes64=%d\n", static_cast<int>(capacity.Mbytes),
+                    static_cast<int>(static_cast<uint32_t>(megabytes)));
+    }
+    env->CallVoidMethod(jLun, setLba, static_cast<jlong>(megabytes));
+    if (thrown(env))
+        return kStatusJavaThrew;
+
+    jmethodID setBytesPerBlock = methodId(env, lunClass.get(), "setBytesPerBlock", "(J)V");
+    if (!setBytesPerBlock) {
+        std::printf("GetMethodID setBytesPerBlock - Obj call failed!\n");
+        return kStatusOk;
+    }
+    const uint64_t bytesPerBlock = static_cast<uint32_t>(blockLen) == kCapacityNotMeasured ? blockLen : 1;
+    env->CallVoidMethod(jLun, setBytesPerBlock, static_cast<jlong>(bytesPerBlock));
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+jint getLUN_WWULN_Data(JNIEnv* env, jobject, jint dev, jobject jLun, SCSI_INQUIRY_DATA_INFO scsiInqData,
+                       TARGETINFORMATION targetInfo)
+{
+    if (!jLun) {
+        std::printf("NULL jLun!\n");
+        return kStatusNullObject;
+    }
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+
+    // Working records for the registry's routines, which read only the
+    // handle, the SCSI address and the 4-byte vendor and product prefixes.
+    // They are cleared so that nothing else of them holds stale stack bytes.
+    SDMHba hba{};
+    SDMTarget target{};
+    SDMLun lun{};
+    hba.HbaHandle = handleAt(dev);
+    target.TargetProperty.TargetInfo.BusNumber = targetInfo.BusNumber;
+    target.TargetProperty.TargetInfo.TargetID = targetInfo.TargetID;
+    target.TargetProperty.TargetInfo.LUN = targetInfo.LUN;
+    std::memcpy(target.TargetVendorID, scsiInqData.cVendorID, 4);
+    std::memcpy(target.TargetProductID, scsiInqData.cProductID, 4);
+
+    UpdateTargetWithOEMParametersShared(&hba, &target);
+    int32_t status = RetrieveWWULunNumberForLunShared(&hba, &target, &lun);
+    if (status != 0) {
+        std::printf("RetrieveWWULunNumberForLun returned %x\n", static_cast<unsigned>(status));
+        return status;
+    }
+
+    LocalRef<jshortArray> array(env, env->NewShortArray(kWwulnLength));
+    if (!array)
+        return kStatusJavaThrew;  // out of memory, left pending
+    jshort wwuln[kWwulnLength];
+    std::printf("WWULN in JNI=");
+    for (uint32_t i = 0; i < kWwulnLength; ++i) {
+        wwuln[i] = lun.WWULN[i];
+        std::printf("-%x", wwuln[i]);
+    }
+    std::printf("\n");
+    env->SetShortArrayRegion(array.get(), 0, kWwulnLength, wwuln);
+
+    LocalRef<jclass> lunClass = objectClass(env, jLun);
+    if (!lunClass)
+        std::printf("javaLunClass is NULL before GetMethodID setWWULNObject!\n");
+    jmethodID setWWULN = methodId(env, lunClass.get(), "setWWULNObject", "([S)V");
+    if (!setWWULN) {
+        std::printf("GetMethodID setWWULNObject - Obj call failed!\n");
+        return kStatusLookupFailed;
+    }
+    env->CallVoidMethod(jLun, setWWULN, array.get());
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+
+// ---------------------------------------------------------------------------
+// Native methods
+// ---------------------------------------------------------------------------
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetData(JNIEnv* env, jobject, jint dev,
+                                                                                   jobject jHba, jobject jTarget)
+{
+    if (!jTarget) {
+        std::printf("NULL jTarget!\n");
+        return kStatusNullObject;
+    }
+    if (!jHba) {
+        std::printf("NULL jHba!\n");
+        return kStatusNullObject;
+    }
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+
+    const SDMGT_HANDLE device = handleAt(dev);
+    DISCISCSIPORTAL portal{};
+    LocalRef<jclass> targetClass = objectClass(env, jTarget);
+    LocalRef<jclass> hbaClass = objectClass(env, jHba);
+
+    jint numberTargets = 0;
+    DVH_TRY(callIntGetter(env, jHba, hbaClass.get(), "getNumberDiskTargets",
+                          "GetMethodID getNumberDiskTargets call failed!\n", numberTargets));
+    // Taken as unsigned, so that a negative count is refused as well.
+    if (static_cast<uint32_t>(numberTargets) > kMaxJavaTargets) {
+        std::printf("Too many targets from Java!\n");
+        return kStatusBadIndex;
+    }
+    jint targetInstance = 0;
+    DVH_TRY(callIntGetter(env, jTarget, targetClass.get(), "getInstance", "GetMethodID getInstance call failed!\n",
+                          targetInstance));
+
+    // With targets known, the instance is a position in the adapter's device
+    // database and the entry's target id is used; without, the instance itself.
+    if (numberTargets != 0) {
+        jmethodID entryAt = methodId(env, hbaClass.get(), "getDeviceDataBaseEntry", kDevDBEntryAtSig);
+        if (!entryAt) {
+            std::printf("GetMethodID  getDeviceDataBaseEntry call failed!\n");
+            return kStatusLookupFailed;
+        }
+        LocalRef<jobject> entry(env, env->CallObjectMethod(jHba, entryAt, targetInstance));
+        if (thrown(env))
+            return kStatusJavaThrew;
+        if (!entry) {
+            std::printf("NULL javaDDBEntryObject!\n");
+            return kStatusNullObject;
+        }
+        LocalRef<jclass> entryClass = objectClass(env, entry.get());
+        DVH_TRY(callIntGetter(env, entry.get(), entryClass.get(), "getTargetID",
+                              "GetMethodID getTargetID call failed!\n", targetInstance));
+    }
+
+    SD_STATUS status = SDGetDiscPortalPropertyiSCSI(device, 0, static_cast<uint32_t>(targetInstance), 0, &portal);
+    if (status != 0) {
+        std::printf("SDGetDiscPortalPropertyiSCSI returned %x\n", status);
+        return static_cast<jint>(status);
+    }
+    // The host name is read up to its terminating zero, never past its field.
+    DVH_TRY(marshal::toJava(env, jTarget, targetClass.get(), &portal, kPortalToTarget));
+    DVH_TRY(setIPAddr(env, jTarget, &portal.IPAddr, kAddrIPAddress));
+
+    LocalRef<jobject> ti;
+    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
+                           kTargetInfoNull, ti));
+    TARGETINFORMATION targetInfo{};
+    jint javaStatus = getTargetInfo(env, ti.get(), &targetInfo);
+    if (javaStatus != kStatusOk) {
+        if (javaStatus != kStatusJavaThrew)
+            std::printf("getTargetInfo failed!\n");
+        return javaStatus;
+    }
+
+    DISCISCSINODE node{};
+    status = SDGetDiscNodePropertyiSCSI(device, 0, targetInfo.TargetID, 0, &node);
+    if (status != 0) {
+        std::printf("SDGetDiscNodePropertyiSCSI returned %x\n", status);
+        return static_cast<jint>(status);
+    }
+    DVH_TRY(marshal::toJava(env, jTarget, targetClass.get(), &node, kNodeToTarget));
+
+    // The node object's lookup keeps the getTargetInfo text.
+    LocalRef<jobject> nodeInfo;
+    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), "getNodeInfo", kNodeInfoGetterSig, kTargetInfoMissing,
+                           "NULL javaNodeInfoObject!5\n", nodeInfo));
+    DVH_TRY(setNodeInfo(env, nodeInfo.get(), &node.NodeInfo));
+
+    LocalRef<jclass> tiClass = objectClass(env, ti.get());
+    return marshal::toJava(env, ti.get(), tiClass.get(), &node, kNodeToTargetInfo);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSILunData(JNIEnv* env, jobject obj, jint dev,
+                                                                                jobject jLun)
+{
+    if (!jLun) {
+        std::printf("NULL jLun!\n");
+        return kStatusNullObject;
+    }
+    LocalRef<jclass> lunClass = objectClass(env, jLun);
+    LocalRef<jobject> ti;
+    DVH_TRY(getObjectField(env, jLun, lunClass.get(), "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
+                           kTargetInfoNull, ti));
+    LocalRef<jobject> inq;
+    DVH_TRY(getObjectField(env, jLun, lunClass.get(), "getSCSIInqInfo", kSCSIInqInfoGetterSig,
+                           "GetMethodID  getSCSIInqInfo call failed!\n", "NULL javaSCSIInqInfoObject!\n", inq));
+
+    // The inquiry step does not fill this record; it is handed on cleared, so
+    // the vendor matching of the WWULN step sees empty identifiers.
+    SCSI_INQUIRY_DATA_INFO scsiInqData{};
+    TARGETINFORMATION targetInfo{};
+    jint status = getLocalScsiInquiryData(env, obj, dev, ti.get(), inq.get(), &scsiInqData, &targetInfo);
+    if (status != kStatusOk) {
+        if (status != kStatusJavaThrew)
+            std::printf("getLocalScsiInquiryData failed! %x\n", static_cast<unsigned>(status));
+        return status;
+    }
+    status = getScsiReadCapacityData(env, obj, dev, jLun);
+    if (status != kStatusOk) {
+        if (status != kStatusJavaThrew)
+            std::printf("getScsiReadCapacityData failed! %x\n", static_cast<unsigned>(status));
+        return status;
+    }
+    status = getLUN_WWULN_Data(env, obj, dev, jLun, scsiInqData, targetInfo);
+    if (status != kStatusOk) {
+        if (status != kStatusJavaThrew)
+            std::printf("getLUN_WWULN_Data failed! %x\n", static_cast<unsigned>(status));
+        return status;
+    }
+    return kStatusOk;
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiReportLUNsData(JNIEnv* env, jobject, jint dev,
+                                                                                      jobject jHba, jobject jTarget)
+{
+    if (!jTarget) {
+        std::printf("NULL jTarget!\n");
+        return kStatusNullObject;
+    }
+    if (!jHba) {
+        std::printf("NULL jHba!\n");
+        return kStatusNullObject;
+    }
+    TARGETINFORMATION targetInfo{};
+    uint8_t small[kReportLunsSmall] = {};
+    uint8_t large[kReportLunsLarge] = {};
+    uint8_t sense[kSenseSize] = {};
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+
+    LocalRef<jclass> targetClass = objectClass(env, jTarget);
+    DVH_TRY(readHeldTargetInfo(env, jTarget, targetClass.get(), &targetInfo));
+
+    const SDMGT_HANDLE device = handleAt(dev);
+    SD_STATUS status = sendReportLuns(device, &targetInfo, small, kReportLunsSmall, sense);
+    if (status != 0 && status != kStatusReportLunsTolerated)
+        return static_cast<jint>(status);
+    // A list longer than the whole small buffer is asked for again with the
+    // large one; otherwise the small one is sent again.
+    uint8_t* buffer = small;
+    uint32_t size = kReportLunsSmall;
+    if (bigEndian32(small) > kReportLunsSmall) {
+        buffer = large;
+        size = kReportLunsLarge;
+    }
+    status = sendReportLuns(device, &targetInfo, buffer, size, sense);
+    if (status != 0 && status != kStatusReportLunsTolerated)
+        return static_cast<jint>(status);
+
+    const uint32_t length = bigEndian32(buffer);
+    std::printf("Num Luns Reported2: %d \n", static_cast<int>(length / kReportLunsEntry));
+    // The count is compared with the buffer's size in bytes, not with the
+    // number of entries that fit.
+    if (length / kReportLunsEntry > kReportLunsLarge) {
+        std::printf("JNI: Bad Report Luns Data - LUNs Reported: %x \n", length);
+        return kStatusBadReportLuns;
+    }
+    const jint current = static_cast<jint>(status);
+    bool ended = false;
+    if (length == 0) {
+        jint added = addLun(env, jTarget, targetClass.get(), 0, current, ended);
+        return ended || added != kStatusOk ? added : kStatusOk;
+    }
+
+    // The walk ends at the end of the list or of the buffer, whichever comes
+    // first: a list longer than the buffer is read as far as the buffer holds it.
+    const uint64_t end = uint64_t{length} + kReportLunsHeader;
+    for (uint32_t i = kReportLunsHeader; i < end && i + kReportLunsEntry <= size; i += kReportLunsEntry) {
+        // The first two bytes of the entry: address-method bits stay in the
+        // high byte, so LUNs not in peripheral addressing come out above 515.
+        const jint lunID = buffer[i] * 256 + buffer[i + 1];
+        std::printf("LUN ID Calc, i=%d, [i]=%d <<8, [i+1]=%d, LUN ID=%d,", i, buffer[i], buffer[i + 1], lunID);
+        if (static_cast<uint32_t>(lunID) <= kHighestLun) {
+            jint added = addLun(env, jTarget, targetClass.get(), lunID, current, ended);
+            if (ended || added != kStatusOk)
+                return added;
+        }
+    }
+    return kStatusOk;
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiInquiryData(JNIEnv* env, jobject obj, jint dev,
+                                                                                   jobject targetInfoObj,
+                                                                                   jobject inqObj)
+{
+    SCSI_INQUIRY_DATA_INFO scsiInqData{};
+    TARGETINFORMATION targetInfo{};
+    return getLocalScsiInquiryData(env, obj, dev, targetInfoObj, inqObj, &scsiInqData, &targetInfo);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiReadCapacityData(JNIEnv* env, jobject obj,
+                                                                                        jint dev, jobject jLun)
+{
+    return getScsiReadCapacityData(env, obj, dev, jLun);
+}
+
+}  // extern "C"
