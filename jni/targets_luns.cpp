@@ -80,17 +80,14 @@ constexpr Field kTargetInfoNotSupported[] = {
 using DP = DISCISCSIPORTAL;
 using DN = DISCISCSINODE;
 
-// A missing one of these three is reported to Java as success.
+// A missing one of these three ends getiSCSITargetData, reported to Java as
+// success.
 constexpr Field kPortalToTarget[] = {
-    F("setNodeCount", "(I)V", DVH_FIELD(DP, NodeCount), Conv::SetInt,
-      "GetMethodID setNodeCount - Obj call failed!\n")
-        .status(kStatusOk),
+    F("setNodeCount", "(I)V", DVH_FIELD(DP, NodeCount), Conv::SetInt, "GetMethodID setNodeCount - Obj call failed!\n"),
     F("setHostName", kStringSetterSig, DVH_FIELD(DP, hostName), Conv::SetText,
-      "GetMethodID setHostName - Obj call failed!\n")
-        .status(kStatusOk),
+      "GetMethodID setHostName - Obj call failed!\n"),
     F("setTCPPortNumber", "(I)V", DVH_FIELD(DP, portNumber), Conv::SetInt,
-      "GetMethodID setTCPPortNumber - Obj call failed!\n")
-        .status(kStatusOk),
+      "GetMethodID setTCPPortNumber - Obj call failed!\n"),
 };
 
 constexpr Field kNodeToTarget[] = {
@@ -422,14 +419,18 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
         return static_cast<jint>(status);
     }
     // The host name is read up to its terminating zero, never past its field.
-    DVH_TRY(marshal::toJava(env, jTarget, targetClass.get(), &portal, kPortalToTarget));
+    jint javaStatus = marshal::toJava(env, jTarget, targetClass.get(), &portal, kPortalToTarget);
+    if (javaStatus == kStatusLookupFailed)
+        return kStatusOk;
+    if (javaStatus != kStatusOk)
+        return javaStatus;
     DVH_TRY(setIPAddr(env, jTarget, &portal.IPAddr, kAddrIPAddress));
 
     LocalRef<jobject> ti;
     DVH_TRY(getObjectField(env, jTarget, targetClass.get(), "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
                            kTargetInfoNull, ti));
     TARGETINFORMATION targetInfo{};
-    jint javaStatus = getTargetInfo(env, ti.get(), &targetInfo);
+    javaStatus = getTargetInfo(env, ti.get(), &targetInfo);
     if (javaStatus != kStatusOk) {
         if (javaStatus != kStatusJavaThrew)
             std::printf("getTargetInfo failed!\n");
