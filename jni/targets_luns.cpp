@@ -542,10 +542,8 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiReportLUN
     }
     const jint current = static_cast<jint>(status);
     bool ended = false;
-    if (length == 0) {
-        jint added = addLun(env, jTarget, targetClass.get(), 0, current, ended);
-        return ended || added != kStatusOk ? added : kStatusOk;
-    }
+    if (length == 0)
+        return addLun(env, jTarget, targetClass.get(), 0, current, ended);
 
     // The walk ends at the end of the list or of the buffer, whichever comes
     // first: a list longer than the buffer is read as far as the buffer holds it.

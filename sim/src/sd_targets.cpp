@@ -60,13 +60,25 @@ uint32_t run(Adapter& a, const TARGETINFORMATION* target, const uint8_t* cdb, ui
   return status;
 }
 
-// Checks what every query needs; 0 or the status to answer.
-uint32_t check_query(SdCall& c, SDMGT_HANDLE handle, const TARGETINFORMATION* target, const uint8_t* buffer,
-                     uint32_t size, const uint8_t* sense, uint32_t senseSize, Adapter** adapter) {
+// Logs a query's arguments and checks what every query needs. True when the
+// call is answered already (fault, bad handle or argument): c.status() holds
+// the status; otherwise *adapter is the adapter to run it on.
+bool begin_query(SdCall& c, SDMGT_HANDLE handle, const TARGETINFORMATION* target, const uint8_t* buffer,
+                 uint32_t size, const uint8_t* sense, uint32_t senseSize, Adapter** adapter) {
+  c.arg("handle", handle).rec("target", target, size_of(target));
+  c.arg("bufferSize", size).rec("buffer", buffer, buffer ? size : 0);
+  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
+  if (c.faulted()) return true;
   *adapter = c.open_adapter(handle);
-  if (!*adapter) return IZKSIM_ST_INVALID_HANDLE;
-  if (!target || (size && !buffer) || (senseSize && !sense)) return IZKSIM_ST_INVALID_PARAMETER;
-  return IZKSIM_OK;
+  if (!*adapter) {
+    c.done(IZKSIM_ST_INVALID_HANDLE);
+    return true;
+  }
+  if (!target || (size && !buffer) || (senseSize && !sense)) {
+    c.done(IZKSIM_ST_INVALID_PARAMETER);
+    return true;
+  }
+  return false;
 }
 
 uint64_t be(const uint8_t* p, size_t n) {
@@ -98,12 +110,8 @@ SD_EXPORT SD_STATUS SDGetDiscNodePropertyiSCSI(SDMGT_HANDLE handle, uint32_t por
 SD_EXPORT SD_STATUS SDSendScsiReportLunsCmdiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* buffer,
                                                  uint32_t bufferSize, uint8_t* sense, uint32_t senseSize) {
   SdCall c("SDSendScsiReportLunsCmdiSCSI");
-  c.arg("handle", handle).rec("target", target, size_of(target));
-  c.arg("bufferSize", bufferSize).rec("buffer", buffer, buffer ? bufferSize : 0);
-  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
-  if (c.faulted()) return c.status();
   Adapter* a = nullptr;
-  if (uint32_t bad = check_query(c, handle, target, buffer, bufferSize, sense, senseSize, &a)) return c.done(bad);
+  if (begin_query(c, handle, target, buffer, bufferSize, sense, senseSize, &a)) return c.status();
   const uint8_t cdb[12] = {0xA0, 0, 0, 0, 0, 0, uint8_t(bufferSize >> 24), uint8_t(bufferSize >> 16),
                            uint8_t(bufferSize >> 8), uint8_t(bufferSize), 0, 0};
   uint32_t status = run(*a, target, cdb, sizeof cdb, buffer, bufferSize, sense, senseSize);
@@ -118,12 +126,8 @@ SD_EXPORT SD_STATUS SDSendScsiReportLunsCmdiSCSI(SDMGT_HANDLE handle, TARGETINFO
 SD_EXPORT SD_STATUS SDSendScsiInquiryCmdiSCSI(SDMGT_HANDLE handle, TARGETINFORMATION* target, uint8_t* buffer,
                                               uint32_t bufferSize, uint8_t* sense, uint32_t senseSize) {
   SdCall c("SDSendScsiInquiryCmdiSCSI");
-  c.arg("handle", handle).rec("target", target, size_of(target));
-  c.arg("bufferSize", bufferSize).rec("buffer", buffer, buffer ? bufferSize : 0);
-  c.arg("senseSize", senseSize).rec("sense", sense, sense ? senseSize : 0);
-  if (c.faulted()) return c.status();
   Adapter* a = nullptr;
-  if (uint32_t bad = check_query(c, handle, target, buffer, bufferSize, sense, senseSize, &a)) return c.done(bad);
+  if (begin_query(c, handle, target, buffer, bufferSize, sense, senseSize, &a)) return c.status();
   const uint8_t allocation = bufferSize > 0xFF ? 0xFF : uint8_t(bufferSize);
   const uint8_t cdb[6] = {0x12, 0, 0, 0, allocation, 0};
   return c.done(run(*a, target, cdb, sizeof cdb, buffer, bufferSize, sense, senseSize));
