@@ -16,14 +16,16 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
 using marshal::Field;
+using marshal::M;
+using marshal::method;
+using marshal::Method;
+using marshal::Msg;
 
 namespace {
 
 constexpr const char* kTargetInfoGetterSig = "()Lcom/norvik/dvh/iscsi/model/TargetInfo;";
 constexpr const char* kSCSIInqInfoGetterSig = "()Lcom/norvik/dvh/iscsi/model/SCSIInqInfo;";
-constexpr const char* kDevDBEntryAtSig = "(I)Lcom/norvik/dvh/iscsi/model/DevDBEntry;";
 constexpr const char* kTargetInfoMissing = "GetMethodID  getTargetInfo call failed!\n";
 constexpr const char* kTargetInfoNull = "NULL javaTargetInfoObject!\n";
 
@@ -54,25 +56,18 @@ constexpr uint32_t kWwulnLength = 8;
 using TI = TARGETINFORMATION;
 
 constexpr Field kTargetInfoFromJava[] = {
-    F("getBus", "()I", DVH_FIELD(TI, BusNumber), Conv::GetInt, "GetMethodID getBus call failed!\n"),
-    F("getLUN", "()I", DVH_FIELD(TI, LUN), Conv::GetInt, "GetMethodID getLUN call failed!\n"),
-    F("getTargetID", "()I", DVH_FIELD(TI, TargetID), Conv::GetInt, "GetMethodID getTargetID call failed!\n"),
-    F("getTargetState", "()I", DVH_FIELD(TI, TargetState), Conv::GetInt,
-      "GetMethodID getTargetState call failed!\n"),
-    F("getSupportsTest", "()Z", DVH_FIELD(TI, SupportsTest), Conv::GetBool,
-      "GetMethodID getSupportsTest call failed!\n")
-        .mask(1),
+    M("getBus", DVH_FIELD(TI, BusNumber), Conv::GetInt),
+    M("getLUN", DVH_FIELD(TI, LUN), Conv::GetInt),
+    M("getTargetID", DVH_FIELD(TI, TargetID), Conv::GetInt),
+    M("getTargetState", DVH_FIELD(TI, TargetState), Conv::GetInt),
+    M("getSupportsTest", DVH_FIELD(TI, SupportsTest), Conv::GetBool).mask(1),
     // The library reads the request for a buffer test in the byte after SupportsTest.
-    F("getPerformBufferTest", "()Z", DVH_FIELD(TI, Reserved1), Conv::GetBool,
-      "GetMethodID getPerformBufferTest call failed!\n")
-        .mask(1),
+    M("getPerformBufferTest", DVH_FIELD(TI, Reserved1), Conv::GetBool).mask(1),
 };
 
 // setSupportsTest(false): the flag of a cleared record.
 constexpr Field kTargetInfoNotSupported[] = {
-    F("setSupportsTest", "(Z)V", DVH_FIELD(TI, SupportsTest), Conv::SetBool,
-      "GetMethodID setSupportsTest call failed!\n")
-        .mask(1),
+    M("setSupportsTest", DVH_FIELD(TI, SupportsTest), Conv::SetBool).mask(1),
 };
 
 // --- DISCISCSIPORTAL / DISCISCSINODE -> target object, TargetInfo -----------
@@ -80,29 +75,25 @@ constexpr Field kTargetInfoNotSupported[] = {
 using DP = DISCISCSIPORTAL;
 using DN = DISCISCSINODE;
 
-// A missing one of these three ends getiSCSITargetData, reported to Java as
-// success.
+// A missing one of the first three ends getiSCSITargetData, reported to Java
+// as success; the address goes through setIPAddress as setIPAddr hands it.
 constexpr Field kPortalToTarget[] = {
-    F("setNodeCount", "(I)V", DVH_FIELD(DP, NodeCount), Conv::SetInt, "GetMethodID setNodeCount - Obj call failed!\n"),
-    F("setHostName", kStringSetterSig, DVH_FIELD(DP, hostName), Conv::SetText,
-      "GetMethodID setHostName - Obj call failed!\n"),
-    F("setTCPPortNumber", "(I)V", DVH_FIELD(DP, portNumber), Conv::SetInt,
-      "GetMethodID setTCPPortNumber - Obj call failed!\n"),
+    M("setNodeCount", DVH_FIELD(DP, NodeCount), Conv::SetInt, Msg::Obj),
+    M("setHostName", DVH_FIELD(DP, hostName), Conv::SetText, Msg::Obj),
+    M("setTCPPortNumber", DVH_FIELD(DP, portNumber), Conv::SetInt, Msg::Obj),
+    M("setIPAddress", DVH_FIELD(DP, IPAddr), Conv::SetIPAddr),
 };
 
 constexpr Field kNodeToTarget[] = {
-    F("setSessionID", "(I)V", DVH_FIELD(DN, SessionID), Conv::SetInt, "GetMethodID setSessionID - Obj call failed!\n"),
-    F("setConnectionID", "(I)V", DVH_FIELD(DN, ConnectionID), Conv::SetInt,
-      "GetMethodID setConnectionID - Obj call failed!\n"),
-    F("setPortalGroup", "(I)V", DVH_FIELD(DN, PortalGroupID), Conv::SetInt,
-      "GetMethodID setPortalGroup - Obj call failed!\n"),
+    M("setSessionID", DVH_FIELD(DN, SessionID), Conv::SetInt, Msg::Obj),
+    M("setConnectionID", DVH_FIELD(DN, ConnectionID), Conv::SetInt, Msg::Obj),
+    M("setPortalGroup", DVH_FIELD(DN, PortalGroupID), Conv::SetInt, Msg::Obj),
 };
 
 constexpr Field kNodeToTargetInfo[] = {
-    F("setBus", "(I)V", DVH_FIELD(DN, TargetInfo.BusNumber), Conv::SetInt, "GetMethodID setBus - Obj call failed!\n"),
-    F("setLUN", "(I)V", DVH_FIELD(DN, TargetInfo.LUN), Conv::SetInt, "GetMethodID setLUN - Obj call failed!\n"),
-    F("setTargetID", "(I)V", DVH_FIELD(DN, TargetInfo.TargetID), Conv::SetInt,
-      "GetMethodID setTargetID - Obj call failed!\n"),
+    M("setBus", DVH_FIELD(DN, TargetInfo.BusNumber), Conv::SetInt, Msg::Obj),
+    M("setLUN", DVH_FIELD(DN, TargetInfo.LUN), Conv::SetInt, Msg::Obj),
+    M("setTargetID", DVH_FIELD(DN, TargetInfo.TargetID), Conv::SetInt, Msg::Obj),
 };
 
 // --- INQUIRY data -> SCSIInqInfo ---------------------------------------------
@@ -112,42 +103,34 @@ using SI = SCSI_INQUIRY_DATA_INFO;
 // Four messages name the getter although the setter is looked up. A missing
 // setter is reported to Java as success.
 constexpr Field kInquiryToJava[] = {
-    F("setExtraData", kStringSetterSig, DVH_FIELD(SI, cExtraData), Conv::SetText,
-      "GetMethodID setExtraData - Obj call failed!\n")
-        .status(kStatusOk),
-    F("setInquiryHeader", kStringSetterSig, DVH_FIELD(SI, cInquiryHeader), Conv::SetText,
-      "GetMethodID setInquiryHeader - Obj call failed!\n")
-        .status(kStatusOk),
-    F("setProductID", kStringSetterSig, DVH_FIELD(SI, cProductID), Conv::SetText,
-      "GetMethodID getProductID - Obj call failed!\n")
-        .status(kStatusOk),
-    F("setRevision", kStringSetterSig, DVH_FIELD(SI, cRevision), Conv::SetText,
-      "GetMethodID getRevision - Obj call failed!\n")
-        .status(kStatusOk),
-    F("setSerialNumber", kStringSetterSig, DVH_FIELD(SI, cSerialNumber), Conv::SetText,
-      "GetMethodID getSerialNumber - Obj call failed!\n")
-        .status(kStatusOk),
-    F("setVendorID", kStringSetterSig, DVH_FIELD(SI, cVendorID), Conv::SetText,
-      "GetMethodID getVendorID - Obj call failed!\n")
-        .status(kStatusOk),
+    M("setExtraData", DVH_FIELD(SI, cExtraData), Conv::SetText, Msg::Obj).status(kStatusOk),
+    M("setInquiryHeader", DVH_FIELD(SI, cInquiryHeader), Conv::SetText, Msg::Obj).status(kStatusOk),
+    M("setProductID", DVH_FIELD(SI, cProductID), Conv::SetText)
+        .message("GetMethodID getProductID - Obj call failed!\n").status(kStatusOk),
+    M("setRevision", DVH_FIELD(SI, cRevision), Conv::SetText)
+        .message("GetMethodID getRevision - Obj call failed!\n").status(kStatusOk),
+    M("setSerialNumber", DVH_FIELD(SI, cSerialNumber), Conv::SetText)
+        .message("GetMethodID getSerialNumber - Obj call failed!\n").status(kStatusOk),
+    M("setVendorID", DVH_FIELD(SI, cVendorID), Conv::SetText)
+        .message("GetMethodID getVendorID - Obj call failed!\n").status(kStatusOk),
 };
+
+// --- Methods called by hand ----------------------------------------------------
+
+constexpr Method kGetNumberDiskTargets = method("getNumberDiskTargets", "()I");
+constexpr Method kGetInstance = method("getInstance", "()I");
+constexpr Method kGetDeviceDataBaseEntry =
+    method("getDeviceDataBaseEntry", "(I)Lcom/norvik/dvh/iscsi/model/DevDBEntry;", Msg::Wide);
+constexpr Method kGetEntryTargetID = method("getTargetID", "()I");
+constexpr Method kAddLUN = method("addLUN", "(I)V", Msg::Obj);
+constexpr Method kSetLogicalBlockAddress = method("setLogicalBlockAddress", "(J)V", Msg::Obj);
+constexpr Method kSetBytesPerBlock = method("setBytesPerBlock", "(J)V", Msg::Obj);
+constexpr Method kSetWWULNObject = method("setWWULNObject", "([S)V", Msg::Obj);
 
 static_assert(marshal::validTable(kTargetInfoFromJava) && marshal::validTable(kTargetInfoNotSupported) &&
                   marshal::validTable(kPortalToTarget) && marshal::validTable(kNodeToTarget) &&
                   marshal::validTable(kNodeToTargetInfo) && marshal::validTable(kInquiryToJava),
               "target and LUN accessor tables");
-
-// Calls an int getter with no arguments. 0, or 4097 after `missingMessage`.
-jint callIntGetter(JNIEnv* env, jobject obj, jclass cls, const char* name, const char* missingMessage, jint& out)
-{
-    jmethodID mid = methodId(env, cls, name, "()I");
-    if (!mid) {
-        std::fputs(missingMessage, stdout);
-        return kStatusLookupFailed;
-    }
-    out = env->CallIntMethod(obj, mid);
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
-}
 
 // The TargetInfo object a target or LUN object holds, read into *targetInfo.
 jint readHeldTargetInfo(JNIEnv* env, jobject holder, jclass holderClass, TARGETINFORMATION* targetInfo,
@@ -167,20 +150,18 @@ uint32_t bigEndian32(const uint8_t* p)
     return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
 
-// addLUN(lunID) on the target object, looked up for each LUN. A missing
-// addLUN ends the walk: `ended` is set and `current` (the status of the last
-// REPORT LUNS, 0 or the tolerated one) is what the walk returns.
+// addLUN(lunID) on the target object. A missing addLUN ends the walk:
+// `ended` is set and `current` (the status of the last REPORT LUNS, 0 or the
+// tolerated one) is what the walk returns.
 jint addLun(JNIEnv* env, jobject jTarget, jclass targetClass, jint lunID, jint current, bool& ended)
 {
-    jmethodID addLUN = methodId(env, targetClass, "addLUN", "(I)V");
-    if (!addLUN) {
-        std::printf("GetMethodID addLUN - Obj call failed!\n");
+    jmethodID addLUN;
+    if (marshal::resolve(env, targetClass, kAddLUN, addLUN) != kStatusOk) {
         ended = true;
         return current;
     }
     std::printf("About to add LUN:%d\n", lunID);
-    env->CallVoidMethod(jTarget, addLUN, lunID);
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    return marshal::callVoidId(env, jTarget, addLUN, lunID);
 }
 
 SD_STATUS sendReportLuns(SDMGT_HANDLE device, TARGETINFORMATION* targetInfo, uint8_t* buffer, uint32_t size,
@@ -269,11 +250,10 @@ jint getScsiReadCapacityData(JNIEnv* env, jobject, jint dev, jobject jLun)
         return static_cast<jint>(status);
     }
 
-    jmethodID setLba = methodId(env, lunClass.get(), "setLogicalBlockAddress", "(J)V");
-    if (!setLba) {
-        std::printf("GetMethodID setLogicalBlockAddress - Obj call failed!\n");
+    // A missing setter is reported to Java as success.
+    jmethodID setLba;
+    if (marshal::resolve(env, lunClass.get(), kSetLogicalBlockAddress, setLba) != kStatusOk)
         return kStatusOk;
-    }
     // The Java side multiplies the two values it gets: megabytes here, 1 as
     // the block size, unless the library marked a value as not measured.
     const uint64_t lba = capacity.Lba;
@@ -288,18 +268,13 @@ jint getScsiReadCapacityData(JNIEnv* env, jobject, jint dev, jobject jLun)
         std::printf("Mbytes32=%d, Mbytes64=%d\n", static_cast<int>(capacity.Mbytes),
                     static_cast<int>(static_cast<uint32_t>(megabytes)));
     }
-    env->CallVoidMethod(jLun, setLba, static_cast<jlong>(megabytes));
-    if (thrown(env))
-        return kStatusJavaThrew;
+    DVH_TRY(marshal::callVoidId(env, jLun, setLba, static_cast<jlong>(megabytes)));
 
-    jmethodID setBytesPerBlock = methodId(env, lunClass.get(), "setBytesPerBlock", "(J)V");
-    if (!setBytesPerBlock) {
-        std::printf("GetMethodID setBytesPerBlock - Obj call failed!\n");
+    jmethodID setBytesPerBlock;
+    if (marshal::resolve(env, lunClass.get(), kSetBytesPerBlock, setBytesPerBlock) != kStatusOk)
         return kStatusOk;
-    }
     const uint64_t bytesPerBlock = static_cast<uint32_t>(blockLen) == kCapacityNotMeasured ? blockLen : 1;
-    env->CallVoidMethod(jLun, setBytesPerBlock, static_cast<jlong>(bytesPerBlock));
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    return marshal::callVoidId(env, jLun, setBytesPerBlock, static_cast<jlong>(bytesPerBlock));
 }
 
 jint getLUN_WWULN_Data(JNIEnv* env, jobject, jint dev, jobject jLun, SCSI_INQUIRY_DATA_INFO scsiInqData,
@@ -347,13 +322,7 @@ jint getLUN_WWULN_Data(JNIEnv* env, jobject, jint dev, jobject jLun, SCSI_INQUIR
     LocalRef<jclass> lunClass = objectClass(env, jLun);
     if (!lunClass)
         std::printf("javaLunClass is NULL before GetMethodID setWWULNObject!\n");
-    jmethodID setWWULN = methodId(env, lunClass.get(), "setWWULNObject", "([S)V");
-    if (!setWWULN) {
-        std::printf("GetMethodID setWWULNObject - Obj call failed!\n");
-        return kStatusLookupFailed;
-    }
-    env->CallVoidMethod(jLun, setWWULN, array.get());
-    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+    return marshal::callVoid(env, jLun, lunClass.get(), kSetWWULNObject, static_cast<jobject>(array.get()));
 }
 
 // ---------------------------------------------------------------------------
@@ -382,35 +351,26 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
     LocalRef<jclass> hbaClass = objectClass(env, jHba);
 
     jint numberTargets = 0;
-    DVH_TRY(callIntGetter(env, jHba, hbaClass.get(), "getNumberDiskTargets",
-                          "GetMethodID getNumberDiskTargets call failed!\n", numberTargets));
+    DVH_TRY(marshal::call(env, numberTargets, jHba, hbaClass.get(), kGetNumberDiskTargets));
     // Taken as unsigned, so that a negative count is refused as well.
     if (static_cast<uint32_t>(numberTargets) > kMaxJavaTargets) {
         std::printf("Too many targets from Java!\n");
         return kStatusBadIndex;
     }
     jint targetInstance = 0;
-    DVH_TRY(callIntGetter(env, jTarget, targetClass.get(), "getInstance", "GetMethodID getInstance call failed!\n",
-                          targetInstance));
+    DVH_TRY(marshal::call(env, targetInstance, jTarget, targetClass.get(), kGetInstance));
 
     // With targets known, the instance is a position in the adapter's device
     // database and the entry's target id is used; without, the instance itself.
     if (numberTargets != 0) {
-        jmethodID entryAt = methodId(env, hbaClass.get(), "getDeviceDataBaseEntry", kDevDBEntryAtSig);
-        if (!entryAt) {
-            std::printf("GetMethodID  getDeviceDataBaseEntry call failed!\n");
-            return kStatusLookupFailed;
-        }
-        LocalRef<jobject> entry(env, env->CallObjectMethod(jHba, entryAt, targetInstance));
-        if (thrown(env))
-            return kStatusJavaThrew;
+        LocalRef<jobject> entry;
+        DVH_TRY(marshal::call(env, entry, jHba, hbaClass.get(), kGetDeviceDataBaseEntry, targetInstance));
         if (!entry) {
             std::printf("NULL javaDDBEntryObject!\n");
             return kStatusNullObject;
         }
         LocalRef<jclass> entryClass = objectClass(env, entry.get());
-        DVH_TRY(callIntGetter(env, entry.get(), entryClass.get(), "getTargetID",
-                              "GetMethodID getTargetID call failed!\n", targetInstance));
+        DVH_TRY(marshal::call(env, targetInstance, entry.get(), entryClass.get(), kGetEntryTargetID));
     }
 
     SD_STATUS status = SDGetDiscPortalPropertyiSCSI(device, 0, static_cast<uint32_t>(targetInstance), 0, &portal);
@@ -424,7 +384,6 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
         return kStatusOk;
     if (javaStatus != kStatusOk)
         return javaStatus;
-    DVH_TRY(setIPAddr(env, jTarget, &portal.IPAddr, kAddrIPAddress));
 
     LocalRef<jobject> ti;
     DVH_TRY(getObjectField(env, jTarget, targetClass.get(), "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
