@@ -164,6 +164,20 @@ jint addLun(JNIEnv* env, jobject jTarget, jclass targetClass, jint lunID, jint c
     return marshal::callVoidId(env, jTarget, addLUN, lunID);
 }
 
+// The first test of the methods given a target and an adapter object.
+jint targetAndAdapterGiven(jobject jHba, jobject jTarget)
+{
+    if (!jTarget) {
+        std::printf("NULL jTarget!\n");
+        return kStatusNullObject;
+    }
+    if (!jHba) {
+        std::printf("NULL jHba!\n");
+        return kStatusNullObject;
+    }
+    return kStatusOk;
+}
+
 SD_STATUS sendReportLuns(SDMGT_HANDLE device, TARGETINFORMATION* targetInfo, uint8_t* buffer, uint32_t size,
                          uint8_t* sense)
 {
@@ -334,14 +348,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetData(JNIEnv* env, jobject, jint dev,
                                                                                    jobject jHba, jobject jTarget)
 {
-    if (!jTarget) {
-        std::printf("NULL jTarget!\n");
-        return kStatusNullObject;
-    }
-    if (!jHba) {
-        std::printf("NULL jHba!\n");
-        return kStatusNullObject;
-    }
+    DVH_TRY(targetAndAdapterGiven(jHba, jTarget));
     if (devOutOfRange(dev))
         return kStatusBadIndex;
 
@@ -457,14 +464,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSILunData(
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiReportLUNsData(JNIEnv* env, jobject, jint dev,
                                                                                       jobject jHba, jobject jTarget)
 {
-    if (!jTarget) {
-        std::printf("NULL jTarget!\n");
-        return kStatusNullObject;
-    }
-    if (!jHba) {
-        std::printf("NULL jHba!\n");
-        return kStatusNullObject;
-    }
+    DVH_TRY(targetAndAdapterGiven(jHba, jTarget));
     TARGETINFORMATION targetInfo{};
     uint8_t small[kReportLunsSmall] = {};
     uint8_t large[kReportLunsLarge] = {};
