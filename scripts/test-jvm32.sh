@@ -99,9 +99,11 @@ fi
 # The inspector's launcher, pointed at the 32-bit JVM and library.
 launcher=$build_m32/bin/dvh-examine
 mkdir -p "$build_m32/bin" "$build_m32/java"
-sed -e "s|\"[^\"]*/bin/java\"|\"$jdk/bin/java\"|" -e "s|$build/lib|$build_m32/lib|g" \
-    "$build/bin/dvh-examine" >"$launcher"
-chmod +x "$launcher"
+write_launcher() { # JVM options
+  sed -e "s|\"[^\"]*/bin/java\"|\"$jdk/bin/java\" $1|" -e "s|$build/lib|$build_m32/lib|g" \
+      "$build/bin/dvh-examine" >"$launcher"
+  chmod +x "$launcher"
+}
 
 log=$build_m32/java/jvm32-tests.log
 # What runs in the private mount namespace: the folders bound into the root, then the JVM.
@@ -111,6 +113,10 @@ inner=$(cat <<'INNER'
 set -euo pipefail
 for d in proc dev; do mount --rbind "/$d" "$ROOT/$d"; done
 for d in "$SRC" "$BUILD" "$BUILD_M32"; do mkdir -p "$ROOT$d"; mount --bind "$d" "$ROOT$d"; done
+# A /tmp of its own: a 32-bit program under qemu-i386 can lose entries when it lists a folder
+# of the host's file system (64-bit directory offsets), so that JUnit cannot empty its
+# temporary folders; tmpfs offsets are small.
+mount -t tmpfs tmpfs "$ROOT/tmp"
 if [ -n "$QEMU" ]; then
   mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
   printf '%s' ':dvh-i386:M::\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x03\x00:\xff\xff\xff\xff\xff\xfe\xfe\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:'"$QEMU"':F' \
@@ -133,6 +139,8 @@ else
   # compilation) while G1 scans threads; the C2-only, serial-collector JVM has not.
   jvm_opts=${DVH_JVM32_OPTS:--XX:-TieredCompilation -XX:+UseSerialGC}
 fi
+# The inspector's launcher starts a JVM of its own: same options.
+write_launcher "$jvm_opts"
 say "running the JUnit suite in a 32-bit JVM ($how${jvm_opts:+, $jvm_opts}); log: $log"
 start=$SECONDS
 set +e
