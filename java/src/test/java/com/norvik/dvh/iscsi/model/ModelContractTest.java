@@ -177,7 +177,7 @@ class ModelContractTest {
         assertEquals(null, hba.getDeviceDataBaseEntry(-1));
     }
 
-    private static boolean has(Class<?> c, String name, String descriptor) {
+    static boolean has(Class<?> c, String name, String descriptor) {
         if (name.equals("<init>")) {
             for (Constructor<?> k : c.getConstructors()) {
                 if (descriptor(k.getParameterTypes(), void.class).equals(descriptor)) {
