@@ -12,7 +12,7 @@ want_m32=0
 [ "${1:-}" = "--m32" ] && want_m32=1
 
 packages=(cmake make g++ openjdk-17-jdk-headless junit5 nlohmann-json3-dev libpicocli-java
-          libjackson2-databind-java googletest libgtest-dev libcrypt-dev util-linux)
+          libjackson2-databind-java googletest libgtest-dev libcrypt-dev util-linux sg3-utils)
 if [ "$want_m32" = 1 ]; then
   packages+=(g++-multilib libcrypt-dev:i386)
 fi
