@@ -223,6 +223,97 @@ class ScsiQueryTest extends NativeTestBase {
     }
 
     @Test
+    void aTargetObjectWithoutAddLunEndsTheWalkWithTheStatusOfTheLastRequest() {
+        ObjectNode t = target(1);
+        lun(t, 3);
+        lun(t, 4);
+        ObjectNode underrun = target(2).put("reportLunsStatus", UNDERRUN);
+        lun(underrun, 6);
+        load(t, underrun, target(3).put("reportLunsData", reportLuns(0)));
+
+        // A LUN object has the target's getTargetInfo but no addLUN.
+        String out = stdout(() -> status = api.getScsiReportLUNsData(0, new HBA(0), new LUN(new TargetInfo(0, 1, 0))));
+        assertEquals(0, status);
+        assertEquals("Num Luns Reported2: 2 \n"
+                + "LUN ID Calc, i=8, [i]=0 <<8, [i+1]=3, LUN ID=3,GetMethodID addLUN - Obj call failed!\n", out);
+
+        out = stdout(() -> status = api.getScsiReportLUNsData(0, new HBA(0), new LUN(new TargetInfo(0, 2, 0))));
+        assertEquals(UNDERRUN, status);
+        assertTrue(out.endsWith("LUN ID=6,GetMethodID addLUN - Obj call failed!\n"), out);
+
+        // The LUN 0 of an empty list goes the same way.
+        out = stdout(() -> status = api.getScsiReportLUNsData(0, new HBA(0), new LUN(new TargetInfo(0, 3, 0))));
+        assertEquals(0, status);
+        assertEquals("Num Luns Reported2: 0 \nGetMethodID addLUN - Obj call failed!\n", out);
+    }
+
+    @Test
+    void addressValuesFromJavaKeepTheirLow16Bits() {
+        ObjectNode t = target(5);
+        lun(t, 1).put("vendor", "GRAYSTOR");
+        load(t);
+        // Bus -1, target 0x10005 and LUN 0x30001 address bus 0xffff, target 5, LUN 1; state -2 is 0xfffe.
+        TargetInfo ti = new TargetInfo(-1, 0x10005, 0x30001);
+        ti.setTargetState(-2);
+        String out = stdout(() -> status = api.getScsiInquiryData(0, ti, new SCSIInqInfo()));
+        byte[] expected = new byte[136];
+        expected[0] = (byte) 0xff;
+        expected[1] = (byte) 0xff;
+        expected[2] = 5;
+        expected[4] = 1;
+        expected[6] = (byte) 0xfe;
+        expected[7] = (byte) 0xff;
+        assertArrayEquals(expected, calls("SDSendScsiInquiryCmdiSCSI").get(0).record("target"));
+        // The simulated adapter has no bus 0xffff.
+        assertEquals(0x20000004, status);
+        assertEquals("SDSendScsiInquiryCmdiSCSI returned 20000004, target ID = 5\n", out);
+    }
+
+    /** An inquiry object without setVendorID; records the setters called. */
+    public static class InquiryWithoutVendor {
+        final List<String> called = new java.util.ArrayList<>();
+
+        public void setExtraData(String s) {
+            called.add("setExtraData " + s);
+        }
+
+        public void setInquiryHeader(String s) {
+            called.add("setInquiryHeader " + s);
+        }
+
+        public void setProductID(String s) {
+            called.add("setProductID " + s);
+        }
+
+        public void setRevision(String s) {
+            called.add("setRevision " + s);
+        }
+
+        public void setSerialNumber(String s) {
+            called.add("setSerialNumber " + s);
+        }
+    }
+
+    @Test
+    void anInquiryObjectOfTheWrongClassGetsWhatItHasAndTheCallSucceeds() {
+        ObjectNode t = target(5);
+        lun(t, 1).put("vendor", "GRAYSTOR").put("product", "Tundra 12").put("revision", "1.0");
+        load(t);
+        InquiryWithoutVendor partial = new InquiryWithoutVendor();
+        String out = stdout(() -> status = api.getScsiInquiryData(0, new TargetInfo(0, 5, 1), partial));
+        assertEquals(0, status);
+        // The message names the getter although the setter was looked up.
+        assertEquals("GetMethodID getVendorID - Obj call failed!\n", out);
+        assertEquals(List.of("setExtraData ", "setInquiryHeader ", "setProductID Tundra 12       ", "setRevision 1.0 ",
+                "setSerialNumber "), partial.called);
+
+        out = stdout(() -> status = api.getScsiInquiryData(0, new TargetInfo(0, 5, 1), new TargetInfo()));
+        assertEquals(0, status);
+        assertEquals("GetMethodID setExtraData - Obj call failed!\n", out);
+        assertEquals(2, calls("SDSendScsiInquiryCmdiSCSI").size());
+    }
+
+    @Test
     void theIndexIsTestedAfterTheNullObjects() {
         load(target(1));
         String out = stdout(() -> status = api.getScsiReportLUNsData(32, new HBA(0), targetAt(1)));

@@ -257,6 +257,26 @@ class TargetDataTest extends NativeTestBase {
         assertEquals("GetMethodID getNumberDiskTargets call failed!\n", out);
     }
 
+    /** An adapter object with a count of disk targets but without its device database. */
+    public static class CountOnly {
+        public int getNumberDiskTargets() {
+            return 2;
+        }
+    }
+
+    @Test
+    void aTargetOrAdapterObjectOfTheWrongClassSendsNothing() {
+        loadTwoTargets();
+        String out = targetData(adapter(0), "target 6");
+        assertEquals(4097, status);
+        assertEquals("GetMethodID getInstance call failed!\n", out);
+
+        out = targetData(new CountOnly(), new Target(6));
+        assertEquals(4097, status);
+        assertEquals("GetMethodID  getDeviceDataBaseEntry call failed!\n", out);
+        assertEquals(List.of(), SimControl.calls());
+    }
+
     // --- getiSCSILunData --------------------------------------------------------------------
 
     private String lunData(int dev, Object lun) {
@@ -353,6 +373,23 @@ class TargetDataTest extends NativeTestBase {
         });
         assertEquals(4099, status);
         assertEquals("NULL javaSCSIInqInfoObject!\n", out);
+    }
+
+    @Test
+    void aLunObjectOfTheWrongClassSendsNothing() {
+        assertTrue(api.openDevice(0));
+        SimControl.clearCallLog();
+        String out = lunData(0, "0:0:1");
+        assertEquals(4097, status);
+        assertEquals("GetMethodID  getTargetInfo call failed!\n", out);
+        // A target object has a TargetInfo but no inquiry object.
+        out = lunData(0, new Target(0));
+        assertEquals(4097, status);
+        assertEquals("GetMethodID  getSCSIInqInfo call failed!\n", out);
+        out = stdout(() -> status = api.getScsiReadCapacityData(0, new SCSIInqInfo()));
+        assertEquals(4097, status);
+        assertEquals("GetMethodID  getTargetInfo call failed!\n", out);
+        assertEquals(List.of(), SimControl.calls());
     }
 
     /** A LUN object without setWWULNObject. */
