@@ -56,6 +56,9 @@ import picocli.CommandLine.TypeConversionException;
                     + "database as the native bridge library reads them, and closes the adapters again. "
                     + "Nothing on the adapters is changed.",
             "",
+            "Each adapter's targets with an active session are listed with their LUNs in the manner of lsscsi: "
+                    + "[bus:target:lun], vendor, product, revision, capacity in decimal units and WWULN.",
+            "",
             "The report also lists the CHAP table (entry names only, never secrets) and the iSNS discovery "
                     + "settings with the targets the iSNS server reported; --logs adds each adapter's "
                     + "connection error log and ARP table.",
@@ -382,8 +385,8 @@ public class Examiner implements Callable<Integer> {
     }
 
     /** One adapter: its properties, firmware block and device database, and what could not be read. */
-    @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "security", "chapTable",
-        "isns", "logs"})
+    @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "targets", "security",
+        "chapTable", "isns", "logs"})
     public static class AdapterReport {
         public int instance;
         /** One line per native call that did not succeed, e.g. "getChipInfo: status 0x2000002d". */
@@ -391,6 +394,8 @@ public class Examiner implements Callable<Integer> {
         public Properties properties = new Properties();
         public Firmware firmware = new Firmware();
         public List<Entry> deviceDatabase = new ArrayList<>();
+        /** The targets with an active session and their LUNs. */
+        public TargetsReport targets;
         /** The IPsec engine; absent when it reports nothing. */
         @JsonInclude(JsonInclude.Include.NON_NULL)
         public SecurityReport security;
@@ -423,6 +428,7 @@ public class Examiner implements Callable<Integer> {
             for (DevDBEntry e : hba.getDeviceDataBaseEntries()) {
                 a.deviceDatabase.add(Entry.of(e));
             }
+            a.targets = TargetsReport.gather(api, instance, hba, a.problems);
             a.security = SecurityReport.gather(api, instance, a.problems);
             a.chapTable = ChapReport.gather(api, instance, a.problems);
             a.isns = IsnsReport.gather(api, instance, a.problems);
@@ -457,6 +463,7 @@ public class Examiner implements Callable<Integer> {
                     e.appendText(sb);
                 }
             }
+            targets.appendText(sb);
             if (security != null) {
                 security.appendText(sb);
             }

@@ -30,7 +30,8 @@ class ExaminerTest extends NativeTestBase {
 
     /**
      * Adapter 0 with every property, a firmware block and database entries in several states
-     * (one with an IPv6 portal, one known only by its target address); adapter 1 bare.
+     * (one with an IPv6 portal, one known only by its target address), the active one a target with a
+     * LUN; adapter 1 bare.
      */
     private static final String SCENARIO = "{\"version\": \"IZKSDM iSCSI 9.9 TEST\", \"adapters\": ["
             + "{\"instance\": 0,"
@@ -59,7 +60,12 @@ class ExaminerTest extends NativeTestBase {
             + "   \"targetAddress\": \"vault.lab\"}},"
             + "  {\"index\": 511, \"deviceState\": 9, \"deviceInfo\": {\"portNumber\": 860},"
             + "   \"entryInfo\": {\"ipAddress\": \"10.9.1.11\", \"iscsiName\": \"iqn.2009-11.com.acmedisk:v9k.c\"}}"
-            + " ]},"
+            + " ],"
+            + " \"targets\": [{\"targetId\": 0,"
+            + "  \"portal\": {\"ipAddress\": \"10.9.1.10\", \"portNumber\": 3260, \"hostName\": \"v9k-a.lab\"},"
+            + "  \"node\": {\"sessionId\": 5, \"nodeInfo\": {\"iscsiName\": \"iqn.2009-11.com.acmedisk:v9k.a\"}},"
+            + "  \"luns\": [{\"lun\": 0, \"vendor\": \"ACMEDISK\", \"product\": \"Vault-9000\", \"revision\": \"0412\","
+            + "   \"wwuln\": \"50:0a:cd:e1:00:0a:00:00\", \"blocks\": 2097152, \"blockLength\": 512}]}]},"
             + "{\"instance\": 1}]}";
 
     private String out;
@@ -125,6 +131,9 @@ class ExaminerTest extends NativeTestBase {
                 + "         3260\n"
                 + "    511    Unknown (9)           iqn.2009-11.com.acmedisk:v9k.c                  10.9.1.11"
                 + "         860\n"
+                + "  Targets: 1, 1 LUN\n"
+                + "    Target 0:0  iqn.2009-11.com.acmedisk:v9k.a  10.9.1.10:3260 (v9k-a.lab), session 5\n"
+                + "      [0:0:0]      ACMEDISK  Vault-9000        0412   1.07GB  50:0a:cd:e1:00:0a:00:00\n"
                 + "  CHAP table: 0 entries\n"
                 + "  iSNS discovery\n"
                 + "    Discovery:          disabled\n"
@@ -165,6 +174,7 @@ class ExaminerTest extends NativeTestBase {
                 + "    TCP max window:     0\n"
                 + "    Task mgmt timeout:  0\n"
                 + "  Device database: 0 entries\n"
+                + "  Targets: 0\n"
                 + "  CHAP table: 0 entries\n"
                 + "  iSNS discovery\n"
                 + "    Discovery:          disabled\n"
