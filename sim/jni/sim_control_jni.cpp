@@ -140,6 +140,28 @@ SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_fault(JNIEnv* env,
 
 SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_clearFaults(JNIEnv*, jclass) { izksim_clear_faults(); }
 
+SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_chaos(JNIEnv*, jclass, jlong seed, jint faultPerMille,
+                                                                  jint garblePerMille) {
+  izksim_set_chaos(uint64_t(seed), faultPerMille < 0 ? 0u : uint32_t(faultPerMille),
+                   garblePerMille < 0 ? 0u : uint32_t(garblePerMille));
+}
+
+SIM_JNI jobjectArray JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_sdFunctions(JNIEnv* env, jclass) {
+  jsize n = 0;
+  while (izksim_sd_function(size_t(n))) ++n;
+  jclass stringClass = env->FindClass("java/lang/String");
+  if (!stringClass) return nullptr;
+  jobjectArray out = env->NewObjectArray(n, stringClass, nullptr);
+  env->DeleteLocalRef(stringClass);
+  for (jsize i = 0; out && i < n; ++i) {
+    jstring name = env->NewStringUTF(izksim_sd_function(size_t(i)));
+    if (!name) return nullptr;
+    env->SetObjectArrayElement(out, i, name);
+    env->DeleteLocalRef(name);
+  }
+  return out;
+}
+
 // Fetches a text with the izksim "length needed" convention; the text may
 // grow between the two calls, so ask until it fits.
 template <class Fn>

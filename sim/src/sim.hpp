@@ -109,10 +109,17 @@ class SdCall {
   Sim& sim_;
   std::unique_lock<std::mutex> lock_;
   CallRecord rec_;
+  std::vector<std::pair<const void*, size_t>> buffers_;  // records passed, for chaos mode
   bool committed_ = false;
   bool finished_ = false;
   uint32_t status_ = 0;
 };
+
+// Chaos mode (sim_chaos.cpp): random faults and damaged records, off until
+// izksim_set_chaos. All three run under the simulator's lock.
+void chaos_clear();
+bool chaos_fault(const char* fn, uint32_t& status);
+void chaos_garble(const char* fn, void* data, size_t size);
 
 // Text of a status (static storage, or a thread-local buffer for unknown ones).
 const char* status_text(uint32_t status);

@@ -92,6 +92,7 @@ uint32_t Sim::load_file(const std::string& path, bool keep) {
 }
 
 uint32_t Sim::reset() {
+  chaos_clear();
   const std::string file = scenario_file_from_env();
   if (!file.empty()) return load_file(file, false);
   return load_text(kDefaultScenario, "default scenario", false);
@@ -205,6 +206,7 @@ SdCall& SdCall::rec(const char* name, const void* data, size_t size) {
     const uint8_t* p = static_cast<const uint8_t*>(data);
     rec_.records.emplace_back(name, Bytes(p, p + size));
     rec_.recordBytes += size;
+    buffers_.emplace_back(data, size);
   } else {
     rec_.records.emplace_back(name, std::nullopt);
   }
@@ -213,7 +215,7 @@ SdCall& SdCall::rec(const char* name, const void* data, size_t size) {
 
 bool SdCall::faulted() {
   auto it = sim_.faults.find(rec_.fn);
-  if (it == sim_.faults.end()) return false;
+  if (it == sim_.faults.end()) return chaos_fault(rec_.fn, status_);
   status_ = it->second.status;
   if (it->second.once) sim_.faults.erase(it);
   return true;
@@ -233,6 +235,8 @@ uint32_t SdCall::done(uint32_t status) {
   finished_ = true;
   status_ = status;
   rec_.status = status;
+  if (status == IZKSIM_OK)
+    for (const auto& b : buffers_) chaos_garble(rec_.fn, const_cast<void*>(b.first), b.second);
   if (sim_.trace) {
     std::string line = std::to_string(sim_.nextSeq) + " " + rec_.fn + "(";
     bool first = true;
@@ -377,6 +381,10 @@ static bool is_sd_function(const char* name) {
   for (const char* f : kSdFunctions)
     if (std::strcmp(f, name) == 0) return true;
   return false;
+}
+
+extern "C" IZKSIM_EXPORT const char* izksim_sd_function(size_t index) {
+  return index < sizeof kSdFunctions / sizeof kSdFunctions[0] ? kSdFunctions[index] : nullptr;
 }
 
 static size_t copy_out(const std::string& text, char* buffer, size_t capacity) {

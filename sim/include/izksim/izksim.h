@@ -79,6 +79,19 @@ IZKSIM_EXPORT const char* izksim_last_error(void);
 IZKSIM_EXPORT void izksim_set_fault(const char* function, uint32_t status, int once);
 IZKSIM_EXPORT void izksim_clear_faults(void);
 
+/* Chaos mode, for fuzzing: every SD call without a fault of its own fails
+ * with probability fault_per_mille/1000, with a status drawn at random (the
+ * statuses above and arbitrary values); every record a successful SDGet...,
+ * SDSend..., SDDiag... or SDPerform... call hands back is damaged with
+ * probability garble_per_mille/1000 (all 0xFF, random bytes, unterminated
+ * text, or huge counts and lengths at random places). The draws come from a
+ * generator seeded with `seed`. Both 0 switch it off; izksim_reset also does. */
+IZKSIM_EXPORT void izksim_set_chaos(uint64_t seed, uint32_t fault_per_mille, uint32_t garble_per_mille);
+
+/* Name of the index-th SD function the simulator exports (0, 1, ...), null
+ * past the last one. */
+IZKSIM_EXPORT const char* izksim_sd_function(size_t index);
+
 /* The call log as a JSON array, oldest call first:
  *   [{"seq":1,"fn":"SDOpenDeviceiSCSI","args":{"instance":0},"text":{},
  *     "records":{"handle":"00000000"},"status":0}, ...]

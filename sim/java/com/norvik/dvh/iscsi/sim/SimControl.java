@@ -37,6 +37,16 @@ public final class SimControl {
 
   public static native void clearFaults();
 
+  /**
+   * Chaos mode: SD calls without a fault of their own fail at random (faultPerMille in 1000) and
+   * records handed back are damaged at random (garblePerMille in 1000), drawn from a generator
+   * seeded with {@code seed}. Both 0 switch it off; {@link #reset} does too.
+   */
+  public static native void chaos(long seed, int faultPerMille, int garblePerMille);
+
+  /** Names of every SD function the simulator exports. */
+  public static native String[] sdFunctions();
+
   /** The call log as JSON text (an array of calls, oldest first). */
   public static native String callLogJson();
 
