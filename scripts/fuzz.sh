@@ -7,6 +7,6 @@
 # the exit status is non-zero when any of those counts is not 0 (findings in fuzz-report.txt).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-build=${DVH_ASAN_BUILD_DIR:-$root/build-asan}
+build=${DVH_BUILD_ASAN_DIR:-$root/build-asan}
 DVH_SANITIZE=1 DVH_BUILD_DIR="$build" "$root/scripts/setup.sh" >&2
 exec "$build/bin/dvh-fuzz" "$@"
