@@ -68,8 +68,7 @@ Adapter* State::by_instance(uint32_t instance) {
 // Sections of an adapter that later rounds give field-level meaning; until
 // then they are kept as the scenario gave them.
 static const char* const kLaterSections[] = {
-    "statistics",   "statisticsExtend", "statisticsGen", "bootcodeDhcp",
-    "vpd",           "diagnostics",
+    "statistics",   "statisticsExtend", "statisticsGen", "diagnostics",
 };
 
 // Sections with a loader of their own.
@@ -248,7 +247,8 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   for (auto it = j.begin(); it != j.end(); ++it) {
     static const char* const known[] = {"instance", "handle", "portal",  "node",    "driver",           "chip",
                                         "initFw",   "fwDefaults", "alias", "tcpMaxWindowSize", "ddb", "targets",
-                                        "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode"};
+                                        "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode",
+                                        "bootcodeDhcp", "vpd", "bootcodeEraseNeeded"};
     bool ok = is_comment_key(it.key()) || is_later_section(it.key()) || is_security_key(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
     for (const char* k : kOwnSections) ok = ok || it.key() == k;
@@ -276,6 +276,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   if (j.contains("defaultDdbEntry"))
     load_record(j["defaultDdbEntry"], layouts::kDeviceEntryIscsi, a.defaultDdb, 0, path + ".defaultDdbEntry");
   if (j.contains("bootcode")) load_record(j["bootcode"], layouts::kSdmBootcode, a.bootcode, 0, path + ".bootcode");
+  load_maintenance_sections(j, path, a);
   if (j.contains("alias")) a.alias = text_field(j["alias"], path + ".alias", kAliasMax);
   if (j.contains("tcpMaxWindowSize"))
     a.tcpMaxWindow = uint16_t(json_uint(j["tcpMaxWindowSize"], path + ".tcpMaxWindowSize", 0xFFFF));
@@ -413,6 +414,7 @@ json dump_state(const State& state) {
     dump_chap_section(a, ja);
     dump_isns_sections(a, ja);
     dump_log_sections(a, ja);
+    dump_maintenance_sections(a, ja);
     for (auto it = a.later.begin(); it != a.later.end(); ++it) ja[it.key()] = *it;
     adapters.push_back(ja);
   }

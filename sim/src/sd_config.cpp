@@ -13,6 +13,8 @@
 using izksim::Adapter;
 using izksim::Bytes;
 using izksim::SdCall;
+using izksim::copy_out;
+using izksim::read_stored;
 
 namespace {
 
@@ -48,23 +50,6 @@ constexpr uint32_t kRegionInitFw = 0x0001;
 template <class T>
 size_t size_of(const T* p) {
   return p ? sizeof(T) : 0;
-}
-
-void copy_out(void* dst, const Bytes& src, size_t size) {
-  std::memset(dst, 0, size);
-  std::memcpy(dst, src.data(), src.size() < size ? src.size() : size);
-}
-
-// The getters that hand out one record the adapter stores, as it is stored.
-// The call has been logged with its arguments already.
-template <class Record>
-SD_STATUS read_stored(SdCall& c, SDMGT_HANDLE handle, Record* out, Bytes Adapter::*stored) {
-  if (c.faulted()) return c.status();
-  Adapter* a = c.open_adapter(handle);
-  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
-  if (!out) return c.done(IZKSIM_ST_INVALID_PARAMETER);
-  copy_out(out, a->*stored, sizeof(Record));
-  return c.done(IZKSIM_OK);
 }
 
 void copy_in(Bytes& dst, const void* src, size_t size) {

@@ -44,38 +44,6 @@ SD_EXPORT SD_STATUS SDResetStatisticsiSCSI(SDMGT_HANDLE handle, uint16_t port) {
   IZKSIM_NOT_SIMULATED(c);
 }
 
-// --- Boot configuration -----------------------------------------------------------
-
-SD_EXPORT SD_STATUS SDGetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {
-  SdCall c("SDGetBootcodeInfo");
-  c.arg("handle", handle).rec("bootcode", bootcode, size_of(bootcode));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {
-  SdCall c("SDSetBootcodeInfo");
-  c.arg("handle", handle).rec("bootcode", bootcode, size_of(bootcode));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetBootcodeDhcp(SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp) {
-  SdCall c("SDGetBootcodeDhcp");
-  c.arg("handle", handle).rec("dhcp", dhcp, size_of(dhcp));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDSetBootcodeDhcp(SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp) {
-  SdCall c("SDSetBootcodeDhcp");
-  c.arg("handle", handle).rec("dhcp", dhcp, size_of(dhcp));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDEraseBootCode(SDMGT_HANDLE handle) {
-  SdCall c("SDEraseBootCode");
-  c.arg("handle", handle);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
 // --- Diagnostics and maintenance --------------------------------------------------
 
 SD_EXPORT SD_STATUS SDDiagPing(SDMGT_HANDLE handle, PING* ping) {
@@ -87,17 +55,5 @@ SD_EXPORT SD_STATUS SDDiagPing(SDMGT_HANDLE handle, PING* ping) {
 SD_EXPORT SD_STATUS SDPerformLoopBackTest(SDMGT_HANDLE handle, uint32_t mode) {
   SdCall c("SDPerformLoopBackTest");
   c.arg("handle", handle).arg("mode", mode);
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDGetVPDInfo(SDMGT_HANDLE handle, VPD_INFO* vpd) {
-  SdCall c("SDGetVPDInfo");
-  c.arg("handle", handle).rec("vpd", vpd, size_of(vpd));
-  IZKSIM_NOT_SIMULATED(c);
-}
-
-SD_EXPORT SD_STATUS SDUpdateiSCSIFW(SDMGT_HANDLE handle, const char* path, uint16_t type) {
-  SdCall c("SDUpdateiSCSIFW");
-  c.arg("handle", handle).text("path", path).arg("type", type);
   IZKSIM_NOT_SIMULATED(c);
 }

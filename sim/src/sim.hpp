@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -120,6 +121,25 @@ class SdCall {
 void chaos_clear();
 bool chaos_fault(const char* fn, uint32_t& status);
 void chaos_garble(const char* fn, void* data, size_t size);
+
+// Copies a stored record out to the caller's `size` bytes, zero-filling what
+// the stored bytes do not cover.
+inline void copy_out(void* dst, const Bytes& src, size_t size) {
+  std::memset(dst, 0, size);
+  std::memcpy(dst, src.data(), src.size() < size ? src.size() : size);
+}
+
+// The getters that hand out one record the adapter stores, as it is stored.
+// The call has been logged with its arguments already.
+template <class Record>
+uint32_t read_stored(SdCall& c, uint32_t handle, Record* out, Bytes Adapter::*stored) {
+  if (c.faulted()) return c.status();
+  Adapter* a = c.open_adapter(handle);
+  if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
+  if (!out) return c.done(IZKSIM_ST_INVALID_PARAMETER);
+  copy_out(out, a->*stored, sizeof(Record));
+  return c.done(IZKSIM_OK);
+}
 
 // Text of a status (static storage, or a thread-local buffer for unknown ones).
 const char* status_text(uint32_t status);

@@ -90,6 +90,13 @@ constexpr size_t kConnErrSize = 20;        // CONNERRTABLE
 constexpr size_t kArpSize = 28;            // ARPTABLE
 constexpr size_t kLogEntriesMax = 128;     // a log buffer's capacity
 
+// An image written to flash by SDUpdateiSCSIFW.
+struct FlashUpdate {
+  std::string path;
+  uint16_t type = 0;
+  uint64_t size = 0;  // bytes of the image file
+};
+
 struct DdbEntry {
   Bytes bytes;               // DEVICEENTRYISCSI; NextValid is filled on read
   bool fixedNextValid = false;  // the scenario gave NextValid itself
@@ -107,6 +114,10 @@ struct Adapter {
   Bytes fwDefaults;  // INITFWISCSI defaults
   Bytes defaultDdb;  // DEVICEENTRYISCSI template of a new entry
   Bytes bootcode;    // SDMBOOTCODE
+  Bytes bootcodeDhcp;  // BOOTCODEDHCP
+  Bytes vpd;           // the raw VPD image (VPD_INFO.VPDData)
+  bool bootcodeEraseNeeded = false;  // a boot code update fails until SDEraseBootCode
+  std::vector<FlashUpdate> flashUpdates;  // images SDUpdateiSCSIFW accepted
   std::string alias;  // adapter-level alias, at most kAliasMax bytes
   uint16_t tcpMaxWindow = 0;
   std::map<uint32_t, DdbEntry> ddb;  // index -> entry
@@ -138,7 +149,7 @@ struct Adapter {
   Bytes crashRecord;  // written as it stands to the file SDGetCrashRecord names
 
   // Sections kept for the functions that later rounds simulate (statistics,
-  // CHAP table, logs, iSNS, security, boot DHCP options, VPD), as the scenario gave them.
+  // CHAP table, logs, iSNS, security), as the scenario gave them.
   json later = json::object();
 
   Target* find_target(uint16_t bus, uint16_t targetId);
@@ -183,6 +194,11 @@ void load_isns_sections(const json& adapter, const std::string& path, Adapter& a
 void dump_isns_sections(const Adapter& a, json& out);
 void load_log_sections(const json& adapter, const std::string& path, Adapter& a);
 void dump_log_sections(const Adapter& a, json& out);
+
+// The boot and maintenance sections of an adapter ("bootcodeDhcp", "vpd",
+// "bootcodeEraseNeeded"): loaded into `a` (LoadError naming the path) and dumped into `out`.
+void load_maintenance_sections(const json& j, const std::string& path, Adapter& a);
+void dump_maintenance_sections(const Adapter& a, json& out);
 
 // Builds the state from a scenario; throws LoadError.
 State load_scenario(const json& scenario);

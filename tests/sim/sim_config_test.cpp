@@ -383,7 +383,7 @@ TEST_F(SimTest, BootCodeSettingsOfTheDefaultScenario) {
   std::vector<char> buf(n + 1);
   izksim_state_json(buf.data(), buf.size());
   const json state = json::parse(buf.data());
-  EXPECT_EQ(0x0008, state["adapters"][0]["bootcode"]["flags"]);  // enabled
+  EXPECT_EQ(0x0208, state["adapters"][0]["bootcode"]["flags"]);  // enabled, high byte 2
   EXPECT_EQ(0x80, state["adapters"][0]["bootcode"]["primaryId"]);
   EXPECT_EQ(0x0002, state["adapters"][1]["bootcode"]["flags"]);  // disabled
   EXPECT_EQ(int(IZKSIM_ST_SCENARIO_ERROR),
