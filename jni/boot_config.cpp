@@ -1,0 +1,329 @@
+// Boot configuration: the boot code's settings (SDMBOOTCODE) and its DHCP
+// options (BOOTCODEDHCP) to and from the BootInfo model object.
+//
+// The DHCP options exist only on the newer chips: the BootInfo object says
+// through is6110() whether they are to be left out.
+#include <cstdio>
+#include <cstring>
+
+#include "adapter_sessions.h"
+#include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
+#include "jni_support.h"
+#include "marshal.h"
+
+using namespace dvh;
+using marshal::Conv;
+using marshal::F;
+using marshal::Field;
+
+namespace {
+
+using BC = SDMBOOTCODE;
+
+constexpr uint8_t kTargetValid = 0x80;
+constexpr uint16_t kFlagSpinDelay = 0x0001;
+constexpr uint16_t kFlagDisabled = 0x0002;
+// DHCP option word when the high byte of the boot code flags is 2.
+constexpr uint16_t kRequireVidLearnIqn = 0x0700;
+constexpr uint8_t kDhcpTextMax = sizeof(BOOTCODEDHCP::VendorID);
+static_assert(sizeof(BOOTCODEDHCP::AltClientID) == kDhcpTextMax, "both DHCP texts are 12 bytes");
+
+// What BootInfo's setters receive: the record as Java sees it. Target ids go
+// over with the valid bit flipped, so a valid target shows its bare id and
+// an invalid one its id + 128.
+struct BootCodeView {
+    uint16_t flags;
+    uint8_t bootcodeValid;
+    uint8_t priId;
+    uint8_t secId;
+    uint8_t priTgt;
+    uint8_t secTgt;
+    uint64_t priLun;
+    uint64_t secLun;
+    uint8_t majorVer;
+    uint8_t minorVer;
+};
+
+BootCodeView viewOf(const SDMBOOTCODE& b)
+{
+    return BootCodeView{b.Flags,
+                        b.BootcodeValid,
+                        b.PriID,
+                        b.SecID,
+                        static_cast<uint8_t>(b.PriID ^ kTargetValid),
+                        static_cast<uint8_t>(b.SecID ^ kTargetValid),
+                        b.PriLUN,
+                        b.SecLUN,
+                        b.MajorVer,
+                        b.MinorVer};
+}
+
+using BV = BootCodeView;
+constexpr Field kBootCodeToJava[] = {
+    F("setBootCodeFlags", "(I)V", DVH_FIELD(BV, flags), Conv::SetInt, "GetMethodID setBootCodeFlags call failed!\n"),
+    F("setBootCodeValid", "(I)V", DVH_FIELD(BV, bootcodeValid), Conv::SetInt,
+      "GetMethodID setBootCodeValid call failed!\n"),
+    F("setPri_valid", "(Z)V", DVH_FIELD(BV, priId), Conv::SetBool, "GetMethodID setPri_valid call failed!\n")
+        .mask(kTargetValid),
+    F("setSec_valid", "(Z)V", DVH_FIELD(BV, secId), Conv::SetBool, "GetMethodID setSec_valid call failed!\n")
+        .mask(kTargetValid),
+    F("setPri_Tgt", "(B)V", DVH_FIELD(BV, priTgt), Conv::SetByte, "GetMethodID setPri_Tgt call failed!\n"),
+    F("setSec_Tgt", "(B)V", DVH_FIELD(BV, secTgt), Conv::SetByte, "GetMethodID setSec_Tgt call failed!\n"),
+    F("setPri_Lun", "(J)V", DVH_FIELD(BV, priLun), Conv::SetLong, "GetMethodID setPri_Lun call failed!\n"),
+    F("setSec_Lun", "(J)V", DVH_FIELD(BV, secLun), Conv::SetLong, "GetMethodID setSec_Lun call failed!\n"),
+};
+// Called one by one whatever happened before; each one's status replaces the last.
+constexpr Field kBootVersionsToJava[] = {
+    F("setMajorVersion", "(I)V", DVH_FIELD(BV, majorVer), Conv::SetInt, "GetMethodID setMajorVersion call failed!\n"),
+    F("setMinorVersion", "(I)V", DVH_FIELD(BV, minorVer), Conv::SetInt, "GetMethodID setMinorVersion call failed!\n"),
+};
+
+// The running boot code's view: enabled while the disabled bit is clear.
+struct RunningView {
+    uint8_t enabled;
+    uint8_t spinDelay;
+};
+constexpr Field kRunningToJava[] = {
+    F("setEnabled", "(Z)V", DVH_FIELD(RunningView, enabled), Conv::SetBool, "GetMethodID setEnabled call failed!\n")
+        .mask(1),
+    F("setSpin_delay", "(Z)V", DVH_FIELD(RunningView, spinDelay), Conv::SetBool,
+      "GetMethodID setSpin_delay call failed!\n")
+        .mask(1),
+};
+
+// Read in two steps so that the ids as Java gave them (before the valid
+// bits are applied) can be traced.
+constexpr Field kBootIdsFromJava[] = {
+    F("getBootCodeFlags", "()I", DVH_FIELD(BC, Flags), Conv::GetInt, "GetMethodID getBootCodeFlags call failed!\n"),
+    F("getPri_Tgt", "()I", DVH_FIELD(BC, PriID), Conv::GetInt, "GetMethodID getPri_Tgt call failed!\n"),
+    F("getSec_Tgt", "()I", DVH_FIELD(BC, SecID), Conv::GetInt, "GetMethodID getSec_Tgt call failed!\n"),
+};
+constexpr Field kBootRestFromJava[] = {
+    F("getPri_valid", "()Z", DVH_FIELD(BC, PriID), Conv::GetBool, "GetMethodID getPri_valid call failed!\n")
+        .mask(kTargetValid),
+    F("getSec_valid", "()Z", DVH_FIELD(BC, SecID), Conv::GetBool, "GetMethodID getSec_valid call failed!\n")
+        .mask(kTargetValid),
+    F("getPri_Lun", "()J", DVH_FIELD(BC, PriLUN), Conv::GetLong, "GetMethodID getPri_Lun call failed!\n"),
+    F("getSec_Lun", "()J", DVH_FIELD(BC, SecLUN), Conv::GetLong, "GetMethodID getSec_Lun call failed!\n"),
+};
+
+// The answer of is6110().
+struct ChipAnswer {
+    uint8_t is6110;
+};
+constexpr Field kIs6110[] = {
+    F("is6110", "()Z", DVH_FIELD(ChipAnswer, is6110), Conv::GetBool, "GetMethodID is6110 - Obj call failed!\n").mask(1),
+};
+
+// The DHCP texts as Java receives them: empty when their length is 0.
+struct DhcpView {
+    char vendorId[kDhcpTextMax];
+    char altClientId[kDhcpTextMax];
+};
+constexpr Field kDhcpToJava[] = {
+    F("setVendorID", kStringSetterSig, DVH_FIELD(DhcpView, vendorId), Conv::SetText,
+      "GetMethodID setVendorID call failed!\n"),
+    F("setAltClientID", kStringSetterSig, DVH_FIELD(DhcpView, altClientId), Conv::SetText,
+      "GetMethodID setAltClientID call failed!\n"),
+};
+
+constexpr Field kVendorIdLengthFromJava[] = {
+    F("getVendorIDLength", "()I", DVH_FIELD(BOOTCODEDHCP, VendorIDLength), Conv::GetInt,
+      "GetMethodID getVendorIDLength call failed!\n"),
+};
+constexpr Field kAltClientIdLengthFromJava[] = {
+    F("getAltClientIDLength", "()I", DVH_FIELD(BOOTCODEDHCP, AltClientIDLength), Conv::GetInt,
+      "GetMethodID getAltClientIDLength call failed!\n"),
+};
+
+static_assert(marshal::validTable(kBootCodeToJava) && marshal::validTable(kBootVersionsToJava) &&
+                  marshal::validTable(kRunningToJava) && marshal::validTable(kBootIdsFromJava) &&
+                  marshal::validTable(kBootRestFromJava) && marshal::validTable(kIs6110) &&
+                  marshal::validTable(kDhcpToJava) && marshal::validTable(kVendorIdLengthFromJava) &&
+                  marshal::validTable(kAltClientIdLengthFromJava),
+              "boot configuration accessor tables");
+
+// Asks is6110() and prints the answer. 0 (answer in `is6110`), 4097 or kStatusJavaThrew.
+jint askIs6110(JNIEnv* env, jobject jObj, jclass cls, bool& is6110)
+{
+    ChipAnswer answer{};
+    DVH_TRY(marshal::fromJava(env, jObj, cls, &answer, kIs6110));
+    std::printf(" JNI Result from is6110(): %d \n", answer.is6110);
+    is6110 = answer.is6110 == 1;
+    return kStatusOk;
+}
+
+jint readBootcode(SDMGT_HANDLE handle, SDMBOOTCODE& bootcode)
+{
+    SD_STATUS status = SDGetBootcodeInfo(handle, &bootcode);
+    if (status != 0)
+        std::printf("SDGetBootcodeInfo call failed! %x\n", status);
+    return static_cast<jint>(status);
+}
+
+// One DHCP text from Java: the getter `name` is only asked when `length` (as
+// Java gave it) is not 0. The copy is bounded by the length, clamped to the
+// 12-byte field, and so is the length the adapter receives.
+jint dhcpTextFromJava(JNIEnv* env, jobject jObj, jclass cls, const char* name, uint8_t* field, uint8_t& length)
+{
+    if (length > kDhcpTextMax)
+        length = kDhcpTextMax;
+    if (length == 0)
+        return kStatusOk;
+    jmethodID getter = methodId(env, cls, name, kStringGetterSig);
+    if (!getter) {
+        std::printf("GetMethodID call failed!\n");
+        return kStatusLookupFailed;
+    }
+    LocalRef<jstring> text(env, static_cast<jstring>(env->CallObjectMethod(jObj, getter)));
+    if (thrown(env))
+        return kStatusJavaThrew;
+    if (text) {
+        UtfChars chars(env, text.get());
+        if (!chars)
+            return kStatusJavaThrew;
+        boundedCopy(field, chars.get(), length);
+    }
+    return kStatusOk;
+}
+
+jint getBootInfo(JNIEnv* env, jint dev, jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    SDMGT_HANDLE handle = handleAt(dev);
+    if (!jObj) {
+        std::printf("NULL javaHBAObject!\n");
+        return kStatusNullObject;
+    }
+    SDMBOOTCODE bootcode{};
+    DVH_TRY(readBootcode(handle, bootcode));
+
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    const BootCodeView view = viewOf(bootcode);
+    jint status = marshal::toJava(env, jObj, cls.get(), &view, kBootCodeToJava);
+    if (status == kStatusJavaThrew)
+        return status;
+    // The versions are set even after a failure above, and their status is
+    // the one that counts.
+    for (const Field& version : kBootVersionsToJava) {
+        status = marshal::toJava(env, jObj, cls.get(), &view, &version, 1);
+        if (status == kStatusJavaThrew)
+            return status;
+    }
+    if (status != kStatusOk)
+        return status;
+
+    bool is6110 = false;
+    DVH_TRY(askIs6110(env, jObj, cls.get(), is6110));
+    if (is6110) {
+        std::printf(" Skipping Bootcode DHCP GET SET Operation, is6110 \n");
+        return status;
+    }
+    BOOTCODEDHCP dhcp{};
+    status = static_cast<jint>(SDGetBootcodeDhcp(handle, &dhcp));
+    // The texts are not terminated when 12 long: they go over cut at 12 bytes.
+    DhcpView texts{};
+    if (dhcp.VendorIDLength != 0)
+        std::memcpy(texts.vendorId, dhcp.VendorID, sizeof texts.vendorId);
+    if (dhcp.AltClientIDLength != 0)
+        std::memcpy(texts.altClientId, dhcp.AltClientID, sizeof texts.altClientId);
+    DVH_TRY(marshal::toJava(env, jObj, cls.get(), &texts, kDhcpToJava));
+    return status;
+}
+
+jint getRunningBIOSInfo(JNIEnv* env, jint dev, jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    SDMGT_HANDLE handle = handleAt(dev);
+    if (!jObj) {
+        std::printf("NULL javaHBAObject!\n");
+        return kStatusNullObject;
+    }
+    SDMBOOTCODE bootcode{};
+    DVH_TRY(readBootcode(handle, bootcode));
+    const RunningView view{static_cast<uint8_t>((bootcode.Flags & kFlagDisabled) == 0),
+                           static_cast<uint8_t>((bootcode.Flags & kFlagSpinDelay) != 0)};
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    return marshal::toJava(env, jObj, cls.get(), &view, kRunningToJava);
+}
+
+jint setBootInfo(JNIEnv* env, jint dev, jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    SDMGT_HANDLE handle = handleAt(dev);
+    if (!jObj) {
+        std::printf("NULL javaHBAObject!\n");
+        return kStatusNullObject;
+    }
+    SDMBOOTCODE bootcode{};
+    LocalRef<jclass> cls = objectClass(env, jObj);
+    jint status = marshal::fromJava(env, jObj, cls.get(), &bootcode, kBootIdsFromJava);
+    const SDMBOOTCODE asGiven = bootcode;
+    if (status == kStatusOk)
+        status = marshal::fromJava(env, jObj, cls.get(), &bootcode, kBootRestFromJava);
+    if (status == kStatusJavaThrew)
+        return status;
+
+    // The first line's flags column has always shown 0.
+    std::printf("\n***SetBootCodeDataL  hba-h[%d] Flags:0x%x PriID:0x%x LU:0x%x SecID:0x%x LU:0x%x\n", handle, 0u,
+                asGiven.PriID, static_cast<uint32_t>(bootcode.PriLUN), asGiven.SecID,
+                static_cast<uint32_t>(bootcode.SecLUN));
+    std::printf("\n***SetBootCodeDataSD hba-h[%d] Flags:0x%x PriID:0x%x LU:0x%x SecID:0x%x LU:0x%x\n\n", handle,
+                bootcode.Flags, bootcode.PriID, static_cast<uint32_t>(bootcode.PriLUN), bootcode.SecID,
+                static_cast<uint32_t>(bootcode.SecLUN));
+
+    // Written even when an accessor was missing: what was read goes to the adapter.
+    SD_STATUS sdStatus = SDSetBootcodeInfo(handle, &bootcode);
+    if (sdStatus != 0) {
+        std::printf("SDSetBootcodeInfo call failed! %x\n", sdStatus);
+        return static_cast<jint>(sdStatus);
+    }
+    status = kStatusOk;
+
+    bool is6110 = false;
+    DVH_TRY(askIs6110(env, jObj, cls.get(), is6110));
+    if (is6110) {
+        std::printf(" Skipping Boot Code DHCP GET SET Operation, is6110 \n");
+        return status;
+    }
+    // A missing length getter leaves that length 0 and the options are still
+    // written; a missing text getter ends the call.
+    BOOTCODEDHCP dhcp{};
+    status = marshal::fromJava(env, jObj, cls.get(), &dhcp, kVendorIdLengthFromJava);
+    if (status == kStatusOk)
+        DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getVendorID", dhcp.VendorID, dhcp.VendorIDLength));
+    if (status == kStatusOk) {
+        status = marshal::fromJava(env, jObj, cls.get(), &dhcp, kAltClientIdLengthFromJava);
+        if (status == kStatusOk)
+            DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getAltClientID", dhcp.AltClientID, dhcp.AltClientIDLength));
+    }
+    if (status == kStatusJavaThrew)
+        return status;
+    dhcp.UseRequireVIDLearnIQN = (bootcode.Flags >> 8) == 2 ? kRequireVidLearnIqn : 0;
+    return static_cast<jint>(SDSetBootcodeDhcp(handle, &dhcp));
+}
+
+}  // namespace
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getBootInfo(JNIEnv* env, jobject, jint dev, jobject jObj)
+{
+    return getBootInfo(env, dev, jObj);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getRunningBIOSInfo(JNIEnv* env, jobject, jint dev,
+                                                                                   jobject jObj)
+{
+    return getRunningBIOSInfo(env, dev, jObj);
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setBootInfo(JNIEnv* env, jobject, jint dev, jobject jObj)
+{
+    return setBootInfo(env, dev, jObj);
+}
+
+}  // extern "C"
