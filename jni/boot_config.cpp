@@ -161,41 +161,38 @@ jint readBootcode(SDMGT_HANDLE handle, SDMBOOTCODE& bootcode)
     return static_cast<jint>(status);
 }
 
-// One DHCP text from Java: the getter `name` is only asked when `length` (as
-// Java gave it) is not 0. The copy is bounded by the length, clamped to the
+// One DHCP text from Java: the getter is only asked when `length` (as Java
+// gave it) is not 0. The copy is bounded by the length, clamped to the
 // 12-byte field, and so is the length the adapter receives.
-jint dhcpTextFromJava(JNIEnv* env, jobject jObj, jclass cls, const char* name, uint8_t* field, uint8_t& length)
+jint dhcpTextFromJava(JNIEnv* env, jobject jObj, jclass cls, const char* getter, size_t offset,
+                      BOOTCODEDHCP& dhcp, uint8_t& length)
 {
     if (length > kDhcpTextMax)
         length = kDhcpTextMax;
     if (length == 0)
         return kStatusOk;
-    jmethodID getter = methodId(env, cls, name, kStringGetterSig);
-    if (!getter) {
-        std::printf("GetMethodID call failed!\n");
-        return kStatusLookupFailed;
-    }
-    LocalRef<jstring> text(env, static_cast<jstring>(env->CallObjectMethod(jObj, getter)));
-    if (thrown(env))
-        return kStatusJavaThrew;
-    if (text) {
-        UtfChars chars(env, text.get());
-        if (!chars)
-            return kStatusJavaThrew;
-        boundedCopy(field, chars.get(), length);
+    const Field text = F(getter, kStringGetterSig, static_cast<uint32_t>(offset), kDhcpTextMax, Conv::GetText,
+                         "GetMethodID call failed!\n")
+                           .bound(length);
+    return marshal::fromJava(env, jObj, cls, &dhcp, &text, 1);
+}
+
+// The start of every boot method: the index test, then the object.
+jint checkAdapterAndObject(jint dev, jobject jObj)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jObj) {
+        std::printf("NULL javaHBAObject!\n");
+        return kStatusNullObject;
     }
     return kStatusOk;
 }
 
 jint getBootInfo(JNIEnv* env, jint dev, jobject jObj)
 {
-    if (devOutOfRange(dev))
-        return kStatusBadIndex;
+    DVH_TRY(checkAdapterAndObject(dev, jObj));
     SDMGT_HANDLE handle = handleAt(dev);
-    if (!jObj) {
-        std::printf("NULL javaHBAObject!\n");
-        return kStatusNullObject;
-    }
     SDMBOOTCODE bootcode{};
     DVH_TRY(readBootcode(handle, bootcode));
 
@@ -234,13 +231,8 @@ jint getBootInfo(JNIEnv* env, jint dev, jobject jObj)
 
 jint getRunningBIOSInfo(JNIEnv* env, jint dev, jobject jObj)
 {
-    if (devOutOfRange(dev))
-        return kStatusBadIndex;
+    DVH_TRY(checkAdapterAndObject(dev, jObj));
     SDMGT_HANDLE handle = handleAt(dev);
-    if (!jObj) {
-        std::printf("NULL javaHBAObject!\n");
-        return kStatusNullObject;
-    }
     SDMBOOTCODE bootcode{};
     DVH_TRY(readBootcode(handle, bootcode));
     const RunningView view{static_cast<uint8_t>((bootcode.Flags & kFlagDisabled) == 0),
@@ -251,13 +243,8 @@ jint getRunningBIOSInfo(JNIEnv* env, jint dev, jobject jObj)
 
 jint setBootInfo(JNIEnv* env, jint dev, jobject jObj)
 {
-    if (devOutOfRange(dev))
-        return kStatusBadIndex;
+    DVH_TRY(checkAdapterAndObject(dev, jObj));
     SDMGT_HANDLE handle = handleAt(dev);
-    if (!jObj) {
-        std::printf("NULL javaHBAObject!\n");
-        return kStatusNullObject;
-    }
     SDMBOOTCODE bootcode{};
     LocalRef<jclass> cls = objectClass(env, jObj);
     jint status = marshal::fromJava(env, jObj, cls.get(), &bootcode, kBootIdsFromJava);
@@ -294,11 +281,13 @@ jint setBootInfo(JNIEnv* env, jint dev, jobject jObj)
     BOOTCODEDHCP dhcp{};
     status = marshal::fromJava(env, jObj, cls.get(), &dhcp, kVendorIdLengthFromJava);
     if (status == kStatusOk)
-        DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getVendorID", dhcp.VendorID, dhcp.VendorIDLength));
+        DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getVendorID", offsetof(BOOTCODEDHCP, VendorID), dhcp,
+                                 dhcp.VendorIDLength));
     if (status == kStatusOk) {
         status = marshal::fromJava(env, jObj, cls.get(), &dhcp, kAltClientIdLengthFromJava);
         if (status == kStatusOk)
-            DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getAltClientID", dhcp.AltClientID, dhcp.AltClientIDLength));
+            DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getAltClientID", offsetof(BOOTCODEDHCP, AltClientID),
+                                     dhcp, dhcp.AltClientIDLength));
     }
     if (status == kStatusJavaThrew)
         return status;
