@@ -13,7 +13,8 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
+using marshal::M;
+using marshal::Msg;
 using marshal::Field;
 
 namespace {
@@ -60,23 +61,20 @@ BootCodeView viewOf(const SDMBOOTCODE& b)
 
 using BV = BootCodeView;
 constexpr Field kBootCodeToJava[] = {
-    F("setBootCodeFlags", "(I)V", DVH_FIELD(BV, flags), Conv::SetInt, "GetMethodID setBootCodeFlags call failed!\n"),
-    F("setBootCodeValid", "(I)V", DVH_FIELD(BV, bootcodeValid), Conv::SetInt,
-      "GetMethodID setBootCodeValid call failed!\n"),
-    F("setPri_valid", "(Z)V", DVH_FIELD(BV, priId), Conv::SetBool, "GetMethodID setPri_valid call failed!\n")
+    M("setBootCodeFlags", DVH_FIELD(BV, flags), Conv::SetInt),
+    M("setBootCodeValid", DVH_FIELD(BV, bootcodeValid), Conv::SetInt),
+    M("setPri_valid", DVH_FIELD(BV, priId), Conv::SetBool)
         .mask(kTargetValid),
-    F("setSec_valid", "(Z)V", DVH_FIELD(BV, secId), Conv::SetBool, "GetMethodID setSec_valid call failed!\n")
+    M("setSec_valid", DVH_FIELD(BV, secId), Conv::SetBool)
         .mask(kTargetValid),
-    F("setPri_Tgt", "(B)V", DVH_FIELD(BV, priTgt), Conv::SetByte, "GetMethodID setPri_Tgt call failed!\n"),
-    F("setSec_Tgt", "(B)V", DVH_FIELD(BV, secTgt), Conv::SetByte, "GetMethodID setSec_Tgt call failed!\n"),
-    F("setPri_Lun", "(J)V", DVH_FIELD(BV, priLun), Conv::SetLong, "GetMethodID setPri_Lun call failed!\n"),
-    F("setSec_Lun", "(J)V", DVH_FIELD(BV, secLun), Conv::SetLong, "GetMethodID setSec_Lun call failed!\n"),
+    M("setPri_Tgt", DVH_FIELD(BV, priTgt), Conv::SetByte),
+    M("setSec_Tgt", DVH_FIELD(BV, secTgt), Conv::SetByte),
+    M("setPri_Lun", DVH_FIELD(BV, priLun), Conv::SetLong),
+    M("setSec_Lun", DVH_FIELD(BV, secLun), Conv::SetLong),
 };
 // Called one by one whatever happened before; each one's status replaces the last.
-constexpr Field kBootVersionsToJava[] = {
-    F("setMajorVersion", "(I)V", DVH_FIELD(BV, majorVer), Conv::SetInt, "GetMethodID setMajorVersion call failed!\n"),
-    F("setMinorVersion", "(I)V", DVH_FIELD(BV, minorVer), Conv::SetInt, "GetMethodID setMinorVersion call failed!\n"),
-};
+constexpr Field kMajorVersionToJava[] = {M("setMajorVersion", DVH_FIELD(BV, majorVer), Conv::SetInt)};
+constexpr Field kMinorVersionToJava[] = {M("setMinorVersion", DVH_FIELD(BV, minorVer), Conv::SetInt)};
 
 // The running boot code's view: enabled while the disabled bit is clear.
 struct RunningView {
@@ -84,27 +82,26 @@ struct RunningView {
     uint8_t spinDelay;
 };
 constexpr Field kRunningToJava[] = {
-    F("setEnabled", "(Z)V", DVH_FIELD(RunningView, enabled), Conv::SetBool, "GetMethodID setEnabled call failed!\n")
+    M("setEnabled", DVH_FIELD(RunningView, enabled), Conv::SetBool)
         .mask(1),
-    F("setSpin_delay", "(Z)V", DVH_FIELD(RunningView, spinDelay), Conv::SetBool,
-      "GetMethodID setSpin_delay call failed!\n")
+    M("setSpin_delay", DVH_FIELD(RunningView, spinDelay), Conv::SetBool)
         .mask(1),
 };
 
 // Read in two steps so that the ids as Java gave them (before the valid
 // bits are applied) can be traced.
 constexpr Field kBootIdsFromJava[] = {
-    F("getBootCodeFlags", "()I", DVH_FIELD(BC, Flags), Conv::GetInt, "GetMethodID getBootCodeFlags call failed!\n"),
-    F("getPri_Tgt", "()I", DVH_FIELD(BC, PriID), Conv::GetInt, "GetMethodID getPri_Tgt call failed!\n"),
-    F("getSec_Tgt", "()I", DVH_FIELD(BC, SecID), Conv::GetInt, "GetMethodID getSec_Tgt call failed!\n"),
+    M("getBootCodeFlags", DVH_FIELD(BC, Flags), Conv::GetInt),
+    M("getPri_Tgt", DVH_FIELD(BC, PriID), Conv::GetInt),
+    M("getSec_Tgt", DVH_FIELD(BC, SecID), Conv::GetInt),
 };
 constexpr Field kBootRestFromJava[] = {
-    F("getPri_valid", "()Z", DVH_FIELD(BC, PriID), Conv::GetBool, "GetMethodID getPri_valid call failed!\n")
+    M("getPri_valid", DVH_FIELD(BC, PriID), Conv::GetBool)
         .mask(kTargetValid),
-    F("getSec_valid", "()Z", DVH_FIELD(BC, SecID), Conv::GetBool, "GetMethodID getSec_valid call failed!\n")
+    M("getSec_valid", DVH_FIELD(BC, SecID), Conv::GetBool)
         .mask(kTargetValid),
-    F("getPri_Lun", "()J", DVH_FIELD(BC, PriLUN), Conv::GetLong, "GetMethodID getPri_Lun call failed!\n"),
-    F("getSec_Lun", "()J", DVH_FIELD(BC, SecLUN), Conv::GetLong, "GetMethodID getSec_Lun call failed!\n"),
+    M("getPri_Lun", DVH_FIELD(BC, PriLUN), Conv::GetLong),
+    M("getSec_Lun", DVH_FIELD(BC, SecLUN), Conv::GetLong),
 };
 
 // The answer of is6110().
@@ -112,7 +109,7 @@ struct ChipAnswer {
     uint8_t is6110;
 };
 constexpr Field kIs6110[] = {
-    F("is6110", "()Z", DVH_FIELD(ChipAnswer, is6110), Conv::GetBool, "GetMethodID is6110 - Obj call failed!\n").mask(1),
+    M("is6110", DVH_FIELD(ChipAnswer, is6110), Conv::GetBool, Msg::Obj).mask(1),
 };
 
 // The DHCP texts as Java receives them: empty when their length is 0.
@@ -121,26 +118,38 @@ struct DhcpView {
     char altClientId[kDhcpTextMax];
 };
 constexpr Field kDhcpToJava[] = {
-    F("setVendorID", kStringSetterSig, DVH_FIELD(DhcpView, vendorId), Conv::SetText,
-      "GetMethodID setVendorID call failed!\n"),
-    F("setAltClientID", kStringSetterSig, DVH_FIELD(DhcpView, altClientId), Conv::SetText,
-      "GetMethodID setAltClientID call failed!\n"),
+    M("setVendorID", DVH_FIELD(DhcpView, vendorId), Conv::SetText),
+    M("setAltClientID", DVH_FIELD(DhcpView, altClientId), Conv::SetText),
 };
 
 constexpr Field kVendorIdLengthFromJava[] = {
-    F("getVendorIDLength", "()I", DVH_FIELD(BOOTCODEDHCP, VendorIDLength), Conv::GetInt,
-      "GetMethodID getVendorIDLength call failed!\n"),
+    M("getVendorIDLength", DVH_FIELD(BOOTCODEDHCP, VendorIDLength), Conv::GetInt),
 };
 constexpr Field kAltClientIdLengthFromJava[] = {
-    F("getAltClientIDLength", "()I", DVH_FIELD(BOOTCODEDHCP, AltClientIDLength), Conv::GetInt,
-      "GetMethodID getAltClientIDLength call failed!\n"),
+    M("getAltClientIDLength", DVH_FIELD(BOOTCODEDHCP, AltClientIDLength), Conv::GetInt),
+};
+// A DHCP text as Java gives it, cut at the field's 12 bytes and terminated.
+struct DhcpText {
+    char text[kDhcpTextMax + 1];
+};
+constexpr Field kVendorIdFromJava[] = {
+    M("getVendorID", DVH_FIELD(DhcpText, text), Conv::GetText)
+        .message("GetMethodID call failed!\n")
+        .bound(kDhcpTextMax),
+};
+constexpr Field kAltClientIdFromJava[] = {
+    M("getAltClientID", DVH_FIELD(DhcpText, text), Conv::GetText)
+        .message("GetMethodID call failed!\n")
+        .bound(kDhcpTextMax),
 };
 
-static_assert(marshal::validTable(kBootCodeToJava) && marshal::validTable(kBootVersionsToJava) &&
+static_assert(marshal::validTable(kBootCodeToJava) && marshal::validTable(kMajorVersionToJava) &&
+                  marshal::validTable(kMinorVersionToJava) &&
                   marshal::validTable(kRunningToJava) && marshal::validTable(kBootIdsFromJava) &&
                   marshal::validTable(kBootRestFromJava) && marshal::validTable(kIs6110) &&
                   marshal::validTable(kDhcpToJava) && marshal::validTable(kVendorIdLengthFromJava) &&
-                  marshal::validTable(kAltClientIdLengthFromJava),
+                  marshal::validTable(kAltClientIdLengthFromJava) &&
+                  marshal::validTable(kVendorIdFromJava) && marshal::validTable(kAltClientIdFromJava),
               "boot configuration accessor tables");
 
 // Asks is6110() and prints the answer. 0 (answer in `is6110`), 4097 or kStatusJavaThrew.
@@ -161,20 +170,21 @@ jint readBootcode(SDMGT_HANDLE handle, SDMBOOTCODE& bootcode)
     return static_cast<jint>(status);
 }
 
-// One DHCP text from Java: the getter is only asked when `length` (as Java
+// One DHCP text from Java: its getter is only asked when `length` (as Java
 // gave it) is not 0. The copy is bounded by the length, clamped to the
 // 12-byte field, and so is the length the adapter receives.
-jint dhcpTextFromJava(JNIEnv* env, jobject jObj, jclass cls, const char* getter, size_t offset,
-                      BOOTCODEDHCP& dhcp, uint8_t& length)
+template <size_t N>
+jint dhcpTextFromJava(JNIEnv* env, jobject jObj, jclass cls, const Field (&getter)[N], uint8_t* field,
+                      uint8_t& length)
 {
     if (length > kDhcpTextMax)
         length = kDhcpTextMax;
     if (length == 0)
         return kStatusOk;
-    const Field text = F(getter, kStringGetterSig, static_cast<uint32_t>(offset), kDhcpTextMax, Conv::GetText,
-                         "GetMethodID call failed!\n")
-                           .bound(length);
-    return marshal::fromJava(env, jObj, cls, &dhcp, &text, 1);
+    DhcpText given{};
+    DVH_TRY(marshal::fromJava(env, jObj, cls, &given, getter));
+    std::strncpy(reinterpret_cast<char*>(field), given.text, length);
+    return kStatusOk;
 }
 
 // The start of every boot method: the index test, then the object.
@@ -203,11 +213,12 @@ jint getBootInfo(JNIEnv* env, jint dev, jobject jObj)
         return status;
     // The versions are set even after a failure above, and their status is
     // the one that counts.
-    for (const Field& version : kBootVersionsToJava) {
-        status = marshal::toJava(env, jObj, cls.get(), &view, &version, 1);
-        if (status == kStatusJavaThrew)
-            return status;
-    }
+    status = marshal::toJava(env, jObj, cls.get(), &view, kMajorVersionToJava);
+    if (status == kStatusJavaThrew)
+        return status;
+    status = marshal::toJava(env, jObj, cls.get(), &view, kMinorVersionToJava);
+    if (status == kStatusJavaThrew)
+        return status;
     if (status != kStatusOk)
         return status;
 
@@ -281,13 +292,12 @@ jint setBootInfo(JNIEnv* env, jint dev, jobject jObj)
     BOOTCODEDHCP dhcp{};
     status = marshal::fromJava(env, jObj, cls.get(), &dhcp, kVendorIdLengthFromJava);
     if (status == kStatusOk)
-        DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getVendorID", offsetof(BOOTCODEDHCP, VendorID), dhcp,
-                                 dhcp.VendorIDLength));
+        DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), kVendorIdFromJava, dhcp.VendorID, dhcp.VendorIDLength));
     if (status == kStatusOk) {
         status = marshal::fromJava(env, jObj, cls.get(), &dhcp, kAltClientIdLengthFromJava);
         if (status == kStatusOk)
-            DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), "getAltClientID", offsetof(BOOTCODEDHCP, AltClientID),
-                                     dhcp, dhcp.AltClientIDLength));
+            DVH_TRY(dhcpTextFromJava(env, jObj, cls.get(), kAltClientIdFromJava, dhcp.AltClientID,
+                                     dhcp.AltClientIDLength));
     }
     if (status == kStatusJavaThrew)
         return status;

@@ -15,7 +15,8 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
+using marshal::M;
+using marshal::Msg;
 using marshal::Field;
 
 // One Status per kind for the life of the library, made on first use.
@@ -38,10 +39,10 @@ Status* sharedStatus(Status*& global, const char* failureText)
 }
 
 constexpr Field kReturnStatusToJava[] = {
-    F("setStatus", "(I)V", DVH_FIELD(Status, iStatus), Conv::SetInt,
-      "GetMethodID ReturnStatus.setStatus - Obj call failed!\n"),
-    F("setStatusString", kStringSetterSig, DVH_FIELD(Status, acStatus), Conv::SetText,
-      "GetMethodID ReturnStatus.setStatusString - Obj call failed!\n"),
+    M("setStatus", DVH_FIELD(Status, iStatus), Conv::SetInt)
+        .message("GetMethodID ReturnStatus.setStatus - Obj call failed!\n"),
+    M("setStatusString", DVH_FIELD(Status, acStatus), Conv::SetText)
+        .message("GetMethodID ReturnStatus.setStatusString - Obj call failed!\n"),
 };
 static_assert(marshal::validTable(kReturnStatusToJava), "ReturnStatus accessor table");
 

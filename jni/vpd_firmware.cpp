@@ -10,7 +10,8 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
+using marshal::M;
+using marshal::Msg;
 using marshal::Field;
 
 namespace {
@@ -50,17 +51,13 @@ static_assert(cutsFit(), "every VPD field lies inside the image and leaves room 
 
 using VD = IBMVPDDATA;
 constexpr Field kVpdToJava[] = {
-    F("setProductDescription", kStringSetterSig, DVH_FIELD(VD, ProductDescription), Conv::SetText,
-      "GetMethodID setProductDescription call failed!\n"),
-    F("setPartNumber", kStringSetterSig, DVH_FIELD(VD, PartNumber), Conv::SetText,
-      "GetMethodID setPartNumber call failed!\n"),
-    F("setManufactureID", kStringSetterSig, DVH_FIELD(VD, ManufactureID), Conv::SetText,
-      "GetMethodID setManufactureID call failed!\n"),
-    F("setFRUNumber", kStringSetterSig, DVH_FIELD(VD, FRUNumber), Conv::SetText,
-      "GetMethodID setFRUNumber call failed!\n"),
-    F("setECLevel", kStringSetterSig, DVH_FIELD(VD, ECLevel), Conv::SetText, "GetMethodID setECLevel call failed!\n"),
-    F("setCCIN", kStringSetterSig, DVH_FIELD(VD, CCIN), Conv::SetText, "GetMethodID setCCIN call failed!\n"),
-    F("setBrand", kStringSetterSig, DVH_FIELD(VD, BRAND), Conv::SetText, "GetMethodID setBrand call failed!\n"),
+    M("setProductDescription", DVH_FIELD(VD, ProductDescription), Conv::SetText),
+    M("setPartNumber", DVH_FIELD(VD, PartNumber), Conv::SetText),
+    M("setManufactureID", DVH_FIELD(VD, ManufactureID), Conv::SetText),
+    M("setFRUNumber", DVH_FIELD(VD, FRUNumber), Conv::SetText),
+    M("setECLevel", DVH_FIELD(VD, ECLevel), Conv::SetText),
+    M("setCCIN", DVH_FIELD(VD, CCIN), Conv::SetText),
+    M("setBrand", DVH_FIELD(VD, BRAND), Conv::SetText),
 };
 static_assert(marshal::validTable(kVpdToJava), "VPD accessor table");
 
