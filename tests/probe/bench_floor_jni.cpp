@@ -1,0 +1,367 @@
+// JNI floors for the benchmark (libdvhprobe.so): for a native method, a
+// loop that does only what the method cannot avoid on the same model
+// objects and the same simulated adapter: the library calls, its required
+// output lines, one GetObjectClass per object, one call per accessor and
+// the strings, arrays and objects it must create. Every class and method
+// identifier is looked up once, before any timing, and never checked again.
+#include <jni.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "sdm/sdm_api.h"
+
+namespace {
+
+struct Id {
+    const char* name;
+    const char* sig;
+    jmethodID id = nullptr;
+};
+
+constexpr const char* kIP = "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
+constexpr const char* kStr = "(Ljava/lang/String;)V";
+
+// Adapter object: properties, in call order.
+Id gHba[] = {
+    {"setNumberDiskTargets", "(I)V"}, {"setMACAddress", "([S)V"}, {"setState", "(I)V"}, {"setDhcpState", "(I)V"},
+    {"setLinkStatus", "(I)V"}, {"setFlowControl", "(Z)V"}, {"setDuplex", "(I)V"}, {"setLinkSpeed", "(I)V"},
+    {"setType", "(I)V"}, {"setDriverAttribute", "(I)V"}, {"setFirmwareAttribute", "(I)V"},
+    {"setDriverVersion", kStr}, {"setFirmwareVersion", kStr}, {"setManufacturer", kStr}, {"setChipModel", kStr},
+    {"setOptRomVersion", kStr}, {"setSerialNumberStr", kStr},
+    // 17..
+    {"addDeviceDataBaseEntry", "(Lcom/norvik/dvh/iscsi/model/DevDBEntry;)V"},
+    {"setIPAddress", kIP}, {"setGateway", kIP}, {"setSubnetMask", kIP}, {"setPrimaryDNS", kIP}, {"setSlpDa", kIP},
+    {"getInitFW", "()Lcom/norvik/dvh/iscsi/model/InitFW;"}, {"setHBA_Level_Alias", kStr},
+    {"setHBA_Level_TCPMaxWindowSize", "(I)V"},
+};
+enum { kHbaAdd = 17, kHbaAddr = 18, kHbaInitFW = 23, kHbaAlias = 24, kHbaWindow = 25 };
+
+Id gEntry[] = {
+    {"setInitiatorSessionID", "([S)V"}, {"setTargetID", "(I)V"}, {"setState", "(I)V"}, {"setIndex", "(I)V"},
+    {"setMaxTxDataSegmentLen", "(I)V"}, {"setDDBLink", "(I)V"}, {"setChapIndex", "(I)V"}, {"setOptions", "(B)V"},
+    {"setControl", "(B)V"}, {"setExeCount", "(I)V"}, {"setReservedFlags", "(I)V"}, {"setTargetSessionID", "(I)V"},
+    {"setTargetPortalGroupID", "(I)V"}, {"getNodeInfo", "()Lcom/norvik/dvh/iscsi/model/NodeInfo;"},
+    {"getDeviceEntry", "()Lcom/norvik/dvh/iscsi/model/DevEntry;"},
+};
+Id gNode[] = {{"setiSCSIName", kStr}, {"setAlias", kStr}, {"setIPAddress", kIP}, {"setPortalCount", "(I)V"}};
+Id gDev[] = {
+    {"setiSCSIOptions", "(S)V"}, {"setTaskManagementTimeout", "(S)V"}, {"setRxTCPWindowScale", "(S)V"},
+    {"setTxTCPWindowScale", "(S)V"}, {"setRetryDelay", "(S)V"}, {"setDeviceType", "(I)V"},
+    {"setExecutionThrottle", "(I)V"}, {"setFirstBurstSize", "(I)V"}, {"setMaxBurstSize", "(S)V"},
+    {"setIPOptions", "(I)V"}, {"setMaxRxDataSegmentLen", "(I)V"}, {"setDefaultTime2Wait", "(I)V"},
+    {"setDefaultTime2Retain", "(I)V"}, {"setKeepAliveTO", "(I)V"}, {"setMaxOutstandingR2T", "(I)V"},
+    {"setTCPOptions", "(I)V"}, {"setTargetAddress", kStr}, {"setPortNumber", "(I)V"},
+};
+Id gInitFW[] = {
+    {"setFWOptions", "(S)V"}, {"setAddFWOptions", "(S)V"}, {"setJumboPacketSize", "(I)V"}, {"setZIOCount", "(S)V"},
+    {"setVLAN_TCI_TO_InitFW", "(I)V"}, {"setReserved1", "(B)V"}, {"setWakeupThreshold", "(S)V"},
+    {"getDevEntry", "()Lcom/norvik/dvh/iscsi/model/DevEntry;"},
+};
+Id gInitFWDev[] = {{"setTaskManagementTimeout", "(S)V"}, {"setRxTCPWindowScale", "(S)V"}};
+Id gIPAddr[] = {{"<init>", "()V"}, {"setAddress", "([S)V"}};
+Id gDDBCtor[] = {{"<init>", "()V"}};
+Id gCallback[] = {{"jniAENCallBack", "(III)I"}};
+
+jclass gIPAddrClass;
+jclass gDDBClass;
+
+template <size_t N>
+bool resolve(JNIEnv* env, jclass cls, Id (&ids)[N])
+{
+    for (Id& m : ids) {
+        if (m.id)
+            continue;
+        m.id = env->GetMethodID(cls, m.name, m.sig);
+        if (!m.id) {
+            env->ExceptionClear();
+            std::fprintf(stderr, "floor: no %s%s\n", m.name, m.sig);
+            return false;
+        }
+    }
+    return true;
+}
+
+jclass globalClass(JNIEnv* env, const char* name)
+{
+    jclass local = env->FindClass(name);
+    if (!local) {
+        env->ExceptionClear();
+        return nullptr;
+    }
+    auto global = static_cast<jclass>(env->NewGlobalRef(local));
+    env->DeleteLocalRef(local);
+    return global;
+}
+
+// Resolves everything once per class of the objects given (all the same
+// classes in a benchmark run).
+bool prepare(JNIEnv* env, jobject hba)
+{
+    if (!gIPAddrClass)
+        gIPAddrClass = globalClass(env, "com/norvik/dvh/iscsi/model/IPAddr");
+    if (!gDDBClass)
+        gDDBClass = globalClass(env, "com/norvik/dvh/iscsi/model/DevDBEntry");
+    if (!gIPAddrClass || !gDDBClass)
+        return false;
+    jclass hc = env->GetObjectClass(hba);
+    bool ok = resolve(env, hc, gHba) && resolve(env, gIPAddrClass, gIPAddr) && resolve(env, gDDBClass, gDDBCtor) &&
+              resolve(env, gDDBClass, gEntry);
+    env->DeleteLocalRef(hc);
+    return ok;
+}
+
+template <class T>
+T fieldOf(const void* p)
+{
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+jstring text(JNIEnv* env, const uint8_t* field, size_t width)
+{
+    char buffer[512];
+    size_t n = strnlen(reinterpret_cast<const char*>(field), width);
+    std::memcpy(buffer, field, n);
+    buffer[n] = '\0';
+    return env->NewStringUTF(buffer);
+}
+
+jshortArray shorts(JNIEnv* env, const uint8_t* bytes, size_t n)
+{
+    jshort v[256];
+    for (size_t i = 0; i < n; ++i)
+        v[i] = bytes[i];
+    jshortArray a = env->NewShortArray(static_cast<jsize>(n));
+    env->SetShortArrayRegion(a, 0, static_cast<jsize>(n), v);
+    return a;
+}
+
+void callText(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* field, size_t width)
+{
+    jstring s = text(env, field, width);
+    env->CallVoidMethod(obj, id, s);
+    env->DeleteLocalRef(s);
+}
+
+void callShorts(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* bytes, size_t n)
+{
+    jshortArray a = shorts(env, bytes, n);
+    env->CallVoidMethod(obj, id, a);
+    env->DeleteLocalRef(a);
+}
+
+void address(JNIEnv* env, jobject holder, jmethodID setter, const ISCSIIPADDR& addr)
+{
+    jobject ip = env->NewObject(gIPAddrClass, gIPAddr[0].id);
+    callShorts(env, ip, gIPAddr[1].id, addr.IPAddress, 16);
+    env->CallVoidMethod(holder, setter, ip);
+    env->DeleteLocalRef(ip);
+}
+
+void devEntry(JNIEnv* env, jobject dev, const ISCSIDEVICE& d)
+{
+    jclass cls = env->GetObjectClass(dev);
+    resolve(env, cls, gDev);
+    env->DeleteLocalRef(cls);
+    jmethodID* m = nullptr;
+    (void)m;
+    env->CallVoidMethod(dev, gDev[0].id, static_cast<jshort>(d.iSCSIOptions));
+    env->CallVoidMethod(dev, gDev[1].id, static_cast<jshort>(d.taskMngmntTimeout));
+    std::printf("DevEntry taskMngmntTimeout=%d\n", d.taskMngmntTimeout);
+    env->CallVoidMethod(dev, gDev[2].id, static_cast<jshort>(d.TCPRxWindowScaleFactor));
+    std::printf("DevEntry TCPRxWindowScaleFactor=%d\n", d.TCPRxWindowScaleFactor);
+    env->CallVoidMethod(dev, gDev[3].id, static_cast<jshort>(d.TCPTxWindowScaleFactor));
+    std::printf("DevEntry TCPTxWindowScaleFactor=%d\n", d.TCPTxWindowScaleFactor);
+    env->CallVoidMethod(dev, gDev[4].id, static_cast<jshort>(d.retryDelay));
+    env->CallVoidMethod(dev, gDev[5].id, static_cast<jint>(d.deviceType));
+    env->CallVoidMethod(dev, gDev[6].id, static_cast<jint>(d.exeThrottle));
+    env->CallVoidMethod(dev, gDev[7].id, static_cast<jint>(d.firstBurstSize));
+    env->CallVoidMethod(dev, gDev[8].id, static_cast<jshort>(d.maxBurstSize));
+    env->CallVoidMethod(dev, gDev[9].id, static_cast<jint>(d.IPOptions));
+    env->CallVoidMethod(dev, gDev[10].id, static_cast<jint>(d.MaxRxDataSegmentLen));
+    env->CallVoidMethod(dev, gDev[11].id, static_cast<jint>(d.DefaultTime2Wait));
+    env->CallVoidMethod(dev, gDev[12].id, static_cast<jint>(d.DefaultTime2Retain));
+    env->CallVoidMethod(dev, gDev[13].id, static_cast<jint>(d.keepAliveTimeout));
+    env->CallVoidMethod(dev, gDev[14].id, static_cast<jint>(d.maxOutstandingR2T));
+    env->CallVoidMethod(dev, gDev[15].id, static_cast<jint>(d.TCPOptions));
+    callText(env, dev, gDev[16].id, d.targetAddr, sizeof d.targetAddr);
+    env->CallVoidMethod(dev, gDev[17].id, static_cast<jint>(d.portNumber));
+}
+
+void ddbEntry(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, const DEVICEENTRYISCSI& e, jint index)
+{
+    jobject obj = env->NewObject(gDDBClass, gDDBCtor[0].id);
+    callShorts(env, obj, gEntry[0].id, e.InitiatorSessID, sizeof e.InitiatorSessID);
+    env->CallVoidMethod(obj, gEntry[1].id, static_cast<jint>(e.TargetID));
+    env->CallVoidMethod(obj, gEntry[2].id, static_cast<jint>(e.DeviceState));
+    env->CallVoidMethod(obj, gEntry[3].id, index);
+    env->CallVoidMethod(obj, gEntry[4].id, static_cast<jint>(e.MaxTxDataSegmentLen));
+    env->CallVoidMethod(obj, gEntry[5].id, static_cast<jint>(e.DDBLink));
+    env->CallVoidMethod(obj, gEntry[6].id, static_cast<jint>(e.CHAPTableIndex));
+    env->CallVoidMethod(obj, gEntry[7].id, static_cast<jbyte>(e.Options));
+    env->CallVoidMethod(obj, gEntry[8].id, static_cast<jbyte>(e.Control));
+    env->CallVoidMethod(obj, gEntry[9].id, static_cast<jint>(e.exeCount));
+    env->CallVoidMethod(obj, gEntry[10].id, static_cast<jint>(e.ReservedFlags));
+    env->CallVoidMethod(obj, gEntry[11].id, static_cast<jint>(e.TargetSessID));
+    env->CallVoidMethod(obj, gEntry[12].id, static_cast<jint>(e.TargetPortalGroupID));
+
+    jobject node = env->CallObjectMethod(obj, gEntry[13].id);
+    jclass nc = env->GetObjectClass(node);
+    resolve(env, nc, gNode);
+    env->DeleteLocalRef(nc);
+    callText(env, node, gNode[0].id, e.EntryInfo.iSCSIName, sizeof e.EntryInfo.iSCSIName);
+    callText(env, node, gNode[1].id, e.EntryInfo.Alias, sizeof e.EntryInfo.Alias);
+    address(env, node, gNode[2].id, e.EntryInfo.IPAddr);
+    env->CallVoidMethod(node, gNode[3].id, static_cast<jint>(e.EntryInfo.PortalCount));
+    env->DeleteLocalRef(node);
+
+    jobject dev = env->CallObjectMethod(obj, gEntry[14].id);
+    devEntry(env, dev, e.DeviceInfo);
+    env->DeleteLocalRef(dev);
+    std::printf("Info: getiSCSIHBAData: Add Local AEN Ref Target ID=%d, Device State=%d\r\n", index,
+                static_cast<int>(e.DeviceState));
+    env->CallVoidMethod(hba, gHba[kHbaAdd].id, obj);
+    env->DeleteLocalRef(obj);
+    (void)handle;
+}
+
+void firmware(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, jint dev)
+{
+    INITFWISCSI block{};
+    SDGetInitFW(handle, &block);
+    std::printf("\n** Getting HBA Port Data From HBA[handle:index]=%d:%d ***** \n", handle, dev);
+    address(env, hba, gHba[kHbaAddr].id, block.IPAddr);
+    address(env, hba, gHba[kHbaAddr + 1].id, block.Gateway);
+    address(env, hba, gHba[kHbaAddr + 2].id, block.SubnetMask);
+    address(env, hba, gHba[kHbaAddr + 3].id, block.PrimaryDNS.IPAddr);
+    address(env, hba, gHba[kHbaAddr + 4].id, block.SLPDAAddr);
+    jobject initFW = env->CallObjectMethod(hba, gHba[kHbaInitFW].id);
+    jclass ic = env->GetObjectClass(initFW);
+    resolve(env, ic, gInitFW);
+    env->DeleteLocalRef(ic);
+    env->CallVoidMethod(initFW, gInitFW[0].id, static_cast<jshort>(block.FWOptions));
+    env->CallVoidMethod(initFW, gInitFW[1].id, static_cast<jshort>(block.addFWOptions));
+    env->CallVoidMethod(initFW, gInitFW[2].id, static_cast<jint>(block.EthernetMTU));
+    env->CallVoidMethod(initFW, gInitFW[3].id, static_cast<jshort>(block.ZIO));
+    env->CallVoidMethod(initFW, gInitFW[4].id, static_cast<jint>(block.TCI));
+    env->CallVoidMethod(initFW, gInitFW[5].id, static_cast<jbyte>(block.Reserved1));
+    env->CallVoidMethod(initFW, gInitFW[6].id, static_cast<jshort>(block.wakeupThreshold));
+    jobject de = env->CallObjectMethod(initFW, gInitFW[7].id);
+    devEntry(env, de, block.DeviceInfo);
+    jclass dc = env->GetObjectClass(de);
+    resolve(env, dc, gInitFWDev);
+    env->DeleteLocalRef(dc);
+    env->CallVoidMethod(de, gInitFWDev[0].id, static_cast<jshort>(block.taskMngmntTimeout));
+    std::printf("InitFW taskMngmntTimeout=%d\n", block.taskMngmntTimeout);
+    env->CallVoidMethod(de, gInitFWDev[1].id, static_cast<jshort>(block.TCPWindowScaleFactor));
+    std::printf("InitFW TCPWindowScaleFactor=%d\n", block.TCPWindowScaleFactor);
+    env->DeleteLocalRef(de);
+    env->DeleteLocalRef(initFW);
+}
+
+}  // namespace
+
+extern "C" {
+
+// getiSCSIHBAData's floor on adapter handle `handle` (instance `dev`).
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_hbaData(JNIEnv* env, jclass, jint handle, jint dev,
+                                                                         jobject hba)
+{
+    if (!prepare(env, hba))
+        return -1;
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    HBAISCSIPORTAL p{};
+    SDGetHbaDevicePortalPropertyiSCSI(h, 0, &p);
+    jclass hc = env->GetObjectClass(hba);
+    env->DeleteLocalRef(hc);
+    uint16_t link = p.flowControlDuplexLinkSpeed;
+    env->CallVoidMethod(hba, gHba[0].id, static_cast<jint>(p.DiscTargetCount));
+    callShorts(env, hba, gHba[1].id, p.MacAddr, sizeof p.MacAddr);
+    env->CallVoidMethod(hba, gHba[2].id, static_cast<jint>(p.State));
+    env->CallVoidMethod(hba, gHba[3].id, static_cast<jint>(p.dhcpState));
+    env->CallVoidMethod(hba, gHba[4].id, static_cast<jint>(p.linkStatus));
+    env->CallVoidMethod(hba, gHba[5].id, static_cast<jboolean>((link & 0x4000) != 0));
+    env->CallVoidMethod(hba, gHba[6].id, static_cast<jint>((link & 0x3000) == 0 ? -1 : (link & 0x3000) == 0x2000));
+    env->CallVoidMethod(hba, gHba[7].id, static_cast<jint>((link & 0x0F00) >> 8));
+    env->CallVoidMethod(hba, gHba[8].id, static_cast<jint>(p.Type));
+    env->CallVoidMethod(hba, gHba[9].id, static_cast<jint>(p.DriverAttr));
+    env->CallVoidMethod(hba, gHba[10].id, static_cast<jint>(p.FWAttr));
+    callText(env, hba, gHba[11].id, p.DriverVersion, sizeof p.DriverVersion);
+    callText(env, hba, gHba[12].id, p.FWVersion, sizeof p.FWVersion);
+    callText(env, hba, gHba[13].id, p.Manufacturer, sizeof p.Manufacturer);
+    callText(env, hba, gHba[14].id, p.Model, sizeof p.Model);
+    callText(env, hba, gHba[15].id, p.OptRomVersion, sizeof p.OptRomVersion);
+    callText(env, hba, gHba[16].id, p.SerialNum, sizeof p.SerialNum);
+
+    uint32_t count = 0;
+    SDGetDDBEntryNum(h, &count);
+    std::printf("Info: getiSCSIHBAData: Initializing Target list for HBA with SDM ID=%d, Java ID=%d\r\n", handle, dev);
+    uint32_t made = 0;
+    for (uint32_t index = 0; index <= 511 && made < count;) {
+        DEVICEENTRYISCSI e{};
+        SDGetDDBEntry(h, &e, index);
+        std::printf("\n** Getting HBA Port DDB Data From HBA[handle]=%d, DDBIndex=%d ***** \n", handle, index);
+        if (e.DeviceState != 0)
+            ddbEntry(env, hba, h, e, static_cast<jint>(made++));
+        uint32_t next = e.NextValid;
+        index = (next > index && next <= 511) ? next : index + 1;
+    }
+    firmware(env, hba, h, dev);
+
+    char alias[65] = {};
+    SDGetHBAAlias(h, alias);
+    callText(env, hba, gHba[kHbaAlias].id, reinterpret_cast<const uint8_t*>(alias), sizeof alias);
+    uint16_t window = 0;
+    SDGetTCPMaxWindowSize(h, &window);
+    std::printf("HBA level TCP max window size=%u (0x%x)\n", window, window);
+    env->CallVoidMethod(hba, gHba[kHbaWindow].id, static_cast<jint>(window));
+    return 0;
+}
+
+// getFWData's floor.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_fwData(JNIEnv* env, jclass, jint handle, jint dev,
+                                                                        jobject hba)
+{
+    if (!prepare(env, hba))
+        return -1;
+    firmware(env, hba, static_cast<SDMGT_HANDLE>(handle), dev);
+    return 0;
+}
+
+// getAENsForDevice's required output alone: its lines for `count` events
+// that all count as updates, and one callback.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_aenLines(JNIEnv* env, jclass, jint handle, jint dev,
+                                                                          jobject host)
+{
+    static ASYNC_EVENT events[256];
+    uint32_t count = 0;
+    uint32_t rollOver = 0;
+    SDGetAeniSCSI(static_cast<SDMGT_HANDLE>(handle), events, 256, &count, &rollOver);
+    std::printf("Debug: ***JNI::getAENsForDevice: Creating AEN Buffer=%d\r\n", static_cast<int>(sizeof events));
+    std::printf("Debug: ***JNI::getAENsForDevice: HBA Device java:sdm Instance=%d:%d\r\n", dev, handle);
+    std::printf("Debug: ***AENHandlerFunction: Device Instance[%d] has (%d) events.\r\n", handle, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        const ASYNC_EVENT& ev = events[i];
+        const uint32_t* q = ev.Event.Payload;
+        std::printf("Debug: ***AEN %d: EventCode = %#x, payload: %#x %#x %#x %#x %#x %#x %#x\r\n", i,
+                    ev.Event.AsyncEventCode, q[0], q[1], q[2], q[3], q[4], q[5], q[6]);
+        time_t seconds = static_cast<time_t>(ev.TimeStamp.time);
+        char when[64] = {};
+        ctime_r(&seconds, when);
+        std::printf("Debug: ***AENCallBackFunction: AEN %d - ID:%#x (%s) Time: %s \r\n", i, ev.Event.AsyncEventCode,
+                    "Link Up", when);
+    }
+    if (!gCallback[0].id) {
+        jclass cls = env->GetObjectClass(host);
+        resolve(env, cls, gCallback);
+        env->DeleteLocalRef(cls);
+    }
+    jclass cls = env->GetObjectClass(host);
+    env->DeleteLocalRef(cls);
+    return env->CallIntMethod(host, gCallback[0].id, dev, 1, 0);
+}
+
+}  // extern "C"
