@@ -1,0 +1,393 @@
+package com.norvik.dvh.iscsi.jni;
+
+import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
+import com.norvik.dvh.iscsi.model.AdapterLogs;
+import com.norvik.dvh.iscsi.model.CHAPTableEntry;
+import com.norvik.dvh.iscsi.model.ChipInfo;
+import com.norvik.dvh.iscsi.model.DevDBEntry;
+import com.norvik.dvh.iscsi.model.DriverInfo;
+import com.norvik.dvh.iscsi.model.FirmwareInfo;
+import com.norvik.dvh.iscsi.model.HBA;
+import com.norvik.dvh.iscsi.model.InitFW;
+import com.norvik.dvh.iscsi.model.NodeInfo;
+import com.norvik.dvh.iscsi.model.iSNSDiscoveryConfig;
+import com.norvik.dvh.iscsi.sim.SimControl;
+
+import java.io.PrintStream;
+import java.lang.management.ManagementFactory;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.function.IntSupplier;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+
+import javax.management.ObjectName;
+
+/**
+ * The benchmark behind scripts/bench.sh: every native method's time per call against the
+ * simulator (a 512-entry device database on adapter 0, 256 queued events per event fetch), the
+ * JNI floors of the methods that have one, a full refresh of both adapters, and resident and
+ * native memory over 100,000 calls per method. Results go to standard error; the library's
+ * own diagnostic lines go to standard output.
+ */
+public final class Bench {
+
+    private static final PrintStream OUT = System.err;
+    private static final ApiWrapper api = new ApiWrapper();
+    private static final int DDB_ENTRIES = 512;
+    private static final int EVENTS = 256;
+    private static final int HANDLE_0 = 10;
+
+    /** A host object for events. */
+    public static final class Host {
+        int calls;
+
+        public int jniAENCallBack(int dev, int mask, int unused) {
+            calls++;
+            return 0;
+        }
+    }
+
+    private record Result(String name, double nsPerCall, double spread) {
+    }
+
+    private Bench() {
+    }
+
+    private static void setUp() {
+        SimControl.reset();
+        Scenario s = new Scenario();
+        ObjectNode a0 = s.adapter(0);
+        for (int i = 0; i < DDB_ENTRIES; i++) {
+            ConfigFixtures.ddb(a0, i, 4);
+        }
+        s.adapter(1);
+        SimControl.loadScenario(s.json());
+        api.initJNINative();
+        if (!api.openDevice(0) || !api.openDevice(1)) {
+            throw new IllegalStateException("adapters did not open");
+        }
+    }
+
+    private static long timeBatch(IntSupplier op, int calls) {
+        long t0 = System.nanoTime();
+        for (int i = 0; i < calls; i++) {
+            op.getAsInt();
+        }
+        return System.nanoTime() - t0;
+    }
+
+    private static double median(double[] v) {
+        double[] s = v.clone();
+        Arrays.sort(s);
+        return s.length % 2 == 1 ? s[s.length / 2] : (s[s.length / 2 - 1] + s[s.length / 2]) / 2;
+    }
+
+    /**
+     * Warms up until three batches in a row agree within 3 % (at most 40 batches), then times 21
+     * batches of about 20 ms: the median per call and the spread (p10 to p90 over the median).
+     */
+    static Result measure(String name, IntSupplier op) {
+        long one = Math.max(1, timeBatch(op, 1));
+        int calls = (int) Math.max(1, Math.min(200_000, 20_000_000L / one));
+        double[] last = new double[3];
+        for (int b = 0; b < 40; b++) {
+            last[b % 3] = timeBatch(op, calls) / (double) calls;
+            if (b >= 2) {
+                double lo = Math.min(last[0], Math.min(last[1], last[2]));
+                double hi = Math.max(last[0], Math.max(last[1], last[2]));
+                if (hi <= lo * 1.03) {
+                    break;
+                }
+            }
+        }
+        double[] per = new double[21];
+        for (int b = 0; b < per.length; b++) {
+            per[b] = timeBatch(op, calls) / (double) calls;
+        }
+        double m = median(per);
+        double[] sorted = per.clone();
+        Arrays.sort(sorted);
+        double spread = (sorted[18] - sorted[2]) / m;
+        return new Result(name, m, spread);
+    }
+
+    /**
+     * A method and its floor timed in alternating batches (so both see the same load of a shared
+     * machine): the median per call of each, and the median of the per-batch ratios.
+     */
+    static Result[] measurePair(String name, IntSupplier op, IntSupplier floor) {
+        measure(name, op);
+        measure("floor", floor);
+        long one = Math.max(1, timeBatch(op, 1));
+        int calls = (int) Math.max(1, Math.min(200_000, 20_000_000L / one));
+        double[] a = new double[31];
+        double[] f = new double[31];
+        double[] ratio = new double[31];
+        for (int b = 0; b < a.length; b++) {
+            a[b] = timeBatch(op, calls) / (double) calls;
+            f[b] = timeBatch(floor, calls) / (double) calls;
+            ratio[b] = a[b] / f[b];
+        }
+        double[] sr = ratio.clone();
+        Arrays.sort(sr);
+        return new Result[] {new Result(name, median(a), spreadOf(a)), new Result("floor", median(f), spreadOf(f)),
+            new Result("ratio", median(ratio), (sr[27] - sr[3]) / median(ratio))};
+    }
+
+    private static double spreadOf(double[] v) {
+        double[] s = v.clone();
+        Arrays.sort(s);
+        return (s[s.length * 9 / 10] - s[s.length / 10]) / median(v);
+    }
+
+    /** Per-call timing of an operation that needs untimed preparation before each call. */
+    static Result measurePrepared(String name, Runnable prepare, IntSupplier op, int calls) {
+        double[] per = new double[21];
+        for (int b = -10; b < per.length; b++) {
+            long total = 0;
+            for (int i = 0; i < calls; i++) {
+                prepare.run();
+                long t0 = System.nanoTime();
+                op.getAsInt();
+                total += System.nanoTime() - t0;
+            }
+            if (b >= 0) {
+                per[b] = total / (double) calls;
+            }
+        }
+        double m = median(per);
+        double[] sorted = per.clone();
+        Arrays.sort(sorted);
+        return new Result(name, m, (sorted[18] - sorted[2]) / m);
+    }
+
+    private static void queueEvents() {
+        int[] payload = new int[7];
+        for (int i = 0; i < EVENTS; i++) {
+            SimControl.pushEvent(0, 0x8010, payload);
+        }
+    }
+
+    /** Every native method on main, with arguments that make it do its full work. */
+    static Map<String, IntSupplier> methods(Path scratch) {
+        Map<String, IntSupplier> m = new LinkedHashMap<>();
+        HBA filled = new HBA();
+        api.getiSCSIHBAData(0, filled);
+        DevDBEntry[] entries = new DevDBEntry[DDB_ENTRIES - 1];
+        for (int i = 0; i < entries.length; i++) {
+            entries[i] = ConfigFixtures.sampleEntry(i);
+        }
+        HBA chap = new HBA();
+        api.getCHAPTableData(0, chap);
+        CHAPTableEntry[] chapEntries = chap.getCHAPTableEntries().toArray(new CHAPTableEntry[0]);
+        HBA policies = new HBA();
+        api.getSecurityPoliciesTable(0, policies);
+        List<Object> policyList = new ArrayList<>();
+        for (int i = 0; policies.getSecurityPolicyEntry(i) != null; i++) {
+            policyList.add(policies.getSecurityPolicyEntry(i));
+        }
+        Object[] policyArray = policyList.toArray();
+        iSNSDiscoveryConfig isns = new iSNSDiscoveryConfig();
+        api.getiSNSDiscoveryConfig(0, isns);
+        String crashFile = scratch.resolve("crash.bin").toString();
+        Host host = new Host();
+
+        m.put("getVersioniSCSI", () -> api.getVersioniSCSI().length());
+        m.put("openDevice+closeDevice", () -> (api.closeDevice(1) ? 1 : 0) + (api.openDevice(1) ? 1 : 0));
+        m.put("getiSCSIHBAData", () -> api.getiSCSIHBAData(0, new HBA()));
+        m.put("getiSCSIFWInfo", () -> api.getiSCSIFWInfo(0, new FirmwareInfo()));
+        m.put("getiSCSIDriverInfo", () -> api.getiSCSIDriverInfo(0, new DriverInfo()));
+        m.put("getiSCSIAdapterInfo", () -> api.getiSCSIAdapterInfo(0, new NodeInfo()));
+        m.put("getChipInfo", () -> api.getChipInfo(0, new ChipInfo()));
+        m.put("getFWData", () -> api.getFWData(0, new HBA()));
+        m.put("setFWData", () -> api.setFWData(0, filled));
+        m.put("getISCSIFWDefaults", () -> api.getISCSIFWDefaults(0, new InitFW()));
+        m.put("setISCSIDefaults", () -> api.setISCSIDefaults(0) ? 1 : 0);
+        m.put("restoreDefaults", () -> api.restoreDefaults(0, 0, 0));
+        m.put("resetISCSIHBA", () -> api.resetISCSIHBA(0) ? 1 : 0);
+        m.put("getDefaultDDBEntry", () -> api.getDefaultDDBEntry(0) == null ? 0 : 1);
+        m.put("getInitialDDBEntry", () -> api.getInitialDDBEntry(0, new DevDBEntry(), 0));
+        m.put("getiSCSIEntryNum", () -> api.getiSCSIEntryNum(0));
+        m.put("setDDBData", () -> api.setDDBData(0, null, entries[5], 5));
+        m.put("setDDBsData", () -> api.setDDBsData(0, new HBA(), entries));
+        m.put("logoutDDB", () -> api.logoutDDB(0, 5, 0, 0));
+        m.put("getCHAPTableData", () -> api.getCHAPTableData(0, new HBA()));
+        m.put("getCHAPTableSparse", () -> api.getCHAPTableSparse(0, new HBA()));
+        m.put("setCHAPTableData", () -> api.setCHAPTableData(0, chapEntries));
+        m.put("setCHAPTableSparse", () -> api.setCHAPTableSparse(0, chapEntries, new Object[0]));
+        m.put("getConnectErrorLog", () -> api.getConnectErrorLog(0, new AdapterLogs()));
+        m.put("getARPLog", () -> api.getARPLog(0, new AdapterLogs()));
+        m.put("retrieveCrashRecord", () -> api.retrieveCrashRecord(0, crashFile));
+        m.put("getiSNSDiscoveryConfig", () -> api.getiSNSDiscoveryConfig(0, new iSNSDiscoveryConfig()));
+        m.put("setiSNSDiscoveryConfig", () -> api.setiSNSDiscoveryConfig(0, isns));
+        m.put("getiSNSTargets", () -> api.getiSNSTargets(0, new HBA()));
+        m.put("getSecurityPoliciesTable", () -> api.getSecurityPoliciesTable(0, new HBA()));
+        m.put("setSecurityPolicies", () -> api.setSecurityPolicies(0, policyArray));
+        m.put("getiSCSISecurityInfo", () -> api.getiSCSISecurityInfo(0, new HBA()));
+        m.put("getiSCSISecurityStatistics", () -> api.getiSCSISecurityStatistics(0, new HBA()));
+        m.put("flushSAs", () -> api.flushSAs(0, 0));
+        m.put("ignoreAENs", () -> api.ignoreAENs(0, 0, 0));
+        m.put("startAENValidTime", () -> api.startAENValidTime(0, 0));
+        m.put("enableAENsForDevice+disableAENsForDevice",
+                () -> api.enableAENsForDevice(0, 0, host) + api.disableAENsForDevice(0, 0));
+        m.put("getAENsForDevice (no events)", () -> api.getAENsForDevice(0, 2, host));
+        m.put("validateSystemUser", () -> api.validateSystemUser("nobody", "wrong"));
+        m.put("enableSdmTrace (off)", () -> api.enableSdmTrace(0, null));
+        return m;
+    }
+
+    private static long rssKb() throws Exception {
+        for (String line : Files.readAllLines(Path.of("/proc/self/status"))) {
+            if (line.startsWith("VmRSS:")) {
+                return Long.parseLong(line.replaceAll("[^0-9]", ""));
+            }
+        }
+        return -1;
+    }
+
+    private static void row(Result[] pair, String floorName) {
+        Result r = pair[0];
+        String ratio = String.format("%8.1f us  %5.2fx +-%4.1f%%  (%s)", pair[1].nsPerCall() / 1000,
+                pair[2].nsPerCall(), 50 * pair[2].spread(), floorName);
+        OUT.printf("%-42s %10.2f us  +-%4.1f%%  %s%n", r.name(), r.nsPerCall() / 1000, 50 * r.spread(), ratio);
+    }
+
+    private static void row(Result r, Result floor, String floorName) {
+        String ratio = floor == null ? "" : String.format("%8.1f us  %5.2fx  (%s)", floor.nsPerCall() / 1000,
+                r.nsPerCall() / floor.nsPerCall(), floorName);
+        OUT.printf("%-42s %10.2f us  +-%4.1f%%  %s%n", r.name(), r.nsPerCall() / 1000, 50 * r.spread(), ratio);
+    }
+
+    public static void main(String[] args) throws Exception {
+        boolean quick = args.length > 0 && args[0].equals("--quick");
+        setUp();
+        Path scratch = Files.createTempDirectory("dvh-bench");
+        OUT.printf("JVM: %s %s (%s); OS: %s %s; CPUs: %d%n", System.getProperty("java.vm.name"),
+                System.getProperty("java.vm.version"), System.getProperty("java.vendor"),
+                System.getProperty("os.name"), System.getProperty("os.arch"),
+                Runtime.getRuntime().availableProcessors());
+        OUT.printf("%-42s %13s %8s  %s%n", "method", "per call", "spread", "JNI floor, ratio");
+
+        Map<String, IntSupplier> all = methods(scratch);
+        if (args.length == 3 && (args[0].equals("--loop") || args[0].equals("--count"))) {
+            // For a profiler or an instruction counter: one method (or "floor" / "fwfloor") called for
+            // the given seconds (--loop) or times (--count).
+            IntSupplier op = args[1].equals("floor") ? () -> BenchFloors.hbaData(HANDLE_0, 0, new HBA())
+                    : args[1].equals("fwfloor") ? () -> BenchFloors.fwData(HANDLE_0, 0, new HBA())
+                    : all.get(args[1]);
+            long n = Long.parseLong(args[2]);
+            if (args[0].equals("--count")) {
+                for (long i = 0; i < n; i++) {
+                    op.getAsInt();
+                }
+                return;
+            }
+            long end = System.nanoTime() + n * 1_000_000_000L;
+            while (System.nanoTime() < end) {
+                op.getAsInt();
+            }
+            return;
+        }
+        Host host = new Host();
+        api.enableAENsForDevice(0, 0, host);
+
+        row(measurePair("getiSCSIHBAData (512 entries)", all.get("getiSCSIHBAData"),
+                () -> BenchFloors.hbaData(HANDLE_0, 0, new HBA())),
+                "calls, strings, arrays, objects and required lines only");
+        row(measurePair("getFWData", all.get("getFWData"), () -> BenchFloors.fwData(HANDLE_0, 0, new HBA())),
+                "same");
+        Result aen = measurePrepared("getAENsForDevice (256 events)", Bench::queueEvents,
+                () -> api.getAENsForDevice(0, 2, host), 20);
+        Result aenFloor = measurePrepared("floor", Bench::queueEvents,
+                () -> BenchFloors.aenLines(HANDLE_0, 0, host), 20);
+        row(aen, aenFloor, "printing its lines alone");
+        for (Map.Entry<String, IntSupplier> e : all.entrySet()) {
+            if (e.getKey().equals("getiSCSIHBAData") || e.getKey().equals("getFWData")) {
+                continue;
+            }
+            row(measure(e.getKey(), e.getValue()), null, null);
+        }
+
+        IntSupplier refresh = () -> {
+            int s = 0;
+            for (int dev = 0; dev < 2; dev++) {
+                HBA h = new HBA();
+                s |= api.getiSCSIHBAData(dev, h);
+                s |= api.getChipInfo(dev, new ChipInfo());
+                s |= api.getiSCSIDriverInfo(dev, new DriverInfo());
+                s |= api.getiSCSIFWInfo(dev, new FirmwareInfo());
+                s |= api.getiSCSIAdapterInfo(dev, new NodeInfo());
+                s |= api.getCHAPTableData(dev, h);
+                s |= api.getiSNSTargets(dev, h);
+                s |= api.getSecurityPoliciesTable(dev, h);
+                s |= api.getiSCSISecurityInfo(dev, h);
+                s |= api.getConnectErrorLog(dev, new AdapterLogs());
+                s |= api.getARPLog(dev, new AdapterLogs());
+                s |= api.getAENsForDevice(dev, 2, host);
+            }
+            return s;
+        };
+        row(measure("full refresh of both adapters", refresh), null, null);
+
+        // Two equal rounds: the first lets the JVM grow its heap and caches; any growth over the
+        // second is what the calls leave behind.
+        int heavy = quick ? 20 : 1_000;
+        int light = quick ? 1_000 : 50_000;
+        int fetches = quick ? 10 : 250;
+        long[] rss = new long[3];
+        long[] nmt = new long[3];
+        rss[0] = settledRss();
+        nmt[0] = nmtNonHeapKb();
+        for (int round = 1; round <= 2; round++) {
+            for (Map.Entry<String, IntSupplier> e : all.entrySet()) {
+                boolean isHeavy = e.getKey().equals("getiSCSIHBAData") || e.getKey().equals("setDDBsData");
+                int n = isHeavy ? heavy : light;
+                for (int i = 0; i < n; i++) {
+                    e.getValue().getAsInt();
+                }
+            }
+            for (int i = 0; i < fetches; i++) {
+                queueEvents();
+                api.getAENsForDevice(0, 2, host);
+            }
+            rss[round] = settledRss();
+            nmt[round] = nmtNonHeapKb();
+        }
+        OUT.printf("memory: two rounds of %d calls per method (%d for the two 512-entry methods, %d fetches of "
+                + "256 events), %d calls per method in all%n", light, heavy, fetches, 2 * light);
+        OUT.printf("  resident:   %d KB at start, %d KB after round 1, %d KB after round 2 (%+d KB over round 2)%n",
+                rss[0], rss[1], rss[2], rss[2] - rss[1]);
+        OUT.printf("  JVM native memory tracking, committed outside the Java heap: %d / %d / %d KB (%+d KB over "
+                + "round 2)%n", nmt[0], nmt[1], nmt[2], nmt[2] - nmt[1]);
+    }
+
+    private static long settledRss() throws Exception {
+        System.gc();
+        Thread.sleep(200);
+        System.gc();
+        return rssKb();
+    }
+
+    private static long nmtNonHeapKb() {
+        try {
+            String text = ManagementFactory.getPlatformMBeanServer().invoke(
+                    new ObjectName("com.sun.management:type=DiagnosticCommand"), "vmNativeMemory",
+                    new Object[] {new String[] {"summary"}}, new String[] {String[].class.getName()}).toString();
+            Matcher total = Pattern.compile("Total: reserved=\\d+KB, committed=(\\d+)KB").matcher(text);
+            Matcher heap = Pattern.compile("Java Heap \\(reserved=\\d+KB, committed=(\\d+)KB\\)").matcher(text);
+            if (total.find() && heap.find()) {
+                return Long.parseLong(total.group(1)) - Long.parseLong(heap.group(1));
+            }
+        } catch (Exception e) {
+            OUT.println("  (native memory tracking not available: " + e + ")");
+        }
+        return -1;
+    }
+}

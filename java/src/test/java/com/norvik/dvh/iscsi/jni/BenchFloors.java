@@ -1,0 +1,17 @@
+package com.norvik.dvh.iscsi.jni;
+
+/** JNI floors of the benchmark, from the probe library (see tests/probe/bench_floor_jni.cpp). */
+final class BenchFloors {
+    static {
+        System.loadLibrary("dvhprobe");
+    }
+
+    private BenchFloors() {
+    }
+
+    static native int hbaData(int handle, int dev, Object hba);
+
+    static native int fwData(int handle, int dev, Object hba);
+
+    static native int aenLines(int handle, int dev, Object host);
+}

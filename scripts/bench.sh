@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Benchmark of every native method against the simulated adapters (not part of
+# the tests): time per call, JNI floors, a full refresh, memory over many
+# calls. Builds what it needs into build/ (or $DVH_BUILD_DIR) first.
+#   scripts/bench.sh           full run (several minutes)
+#   scripts/bench.sh --quick   short run, to see that it works
+#   scripts/bench.sh --loop METHOD SECONDS   one method in a loop, for a profiler
+#   scripts/bench.sh --instructions METHOD FLOOR   user-space instructions per call of
+#       a method and of its floor (perf stat; repeatable on a busy machine)
+# Results go to standard output; the library's own diagnostic lines are
+# dropped.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${DVH_BUILD_DIR:-build}
+[ -f "$build/CMakeCache.txt" ] || scripts/setup.sh
+cmake --build "$build" --target dvhiscsi dvhprobe izksim_jni dvhiscsi_tests_jar >/dev/null
+
+share=/usr/share/java
+cp="$build/java/dvhiscsi-tests.jar:$build/java/dvhiscsi.jar:$share/picocli.jar"
+cp="$cp:$share/jackson-databind.jar:$share/jackson-core.jar:$share/jackson-annotations.jar"
+run() {
+  env -u IZKSDM_SCENARIO java -XX:NativeMemoryTracking=summary -Djava.library.path="$build/lib" -cp "$cp" \
+    com.norvik.dvh.iscsi.jni.Bench "$@"
+}
+
+# Instructions per call: the difference of runs of 300 and 100 calls, so the
+# JVM's start and the warm-up cancel out.
+if [ "${1:-}" = "--instructions" ]; then
+  count() {
+    perf stat -x, -e instructions:u -- env -u IZKSDM_SCENARIO java -Djava.library.path="$build/lib" -cp "$cp" \
+      com.norvik.dvh.iscsi.jni.Bench --count "$1" "$2" 2>&1 >/dev/null | awk -F, '/instructions/ {print $1}'
+  }
+  for m in "$2" "$3"; do
+    a=$(count "$m" 100); b=$(count "$m" 300)
+    echo "$m: $(( (b - a) / 200 )) instructions per call"
+  done
+  exit 0
+fi
+
+# The diagnostic lines of the library (standard output) are part of the cost
+# but not of the report; the report is written to standard error.
+run "$@" 2>&1 >/dev/null
