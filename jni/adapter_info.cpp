@@ -151,6 +151,7 @@ public:
         }
         listed_ = true;
         RemoveAllTargetsFromTargetList(hba);
+        edits_ = RegistryEdits();
         CoreLogMessageShared(kLogInfo, "getiSCSIHBAData: Initializing Target list for HBA with SDM ID=%d, Java ID=%d",
                              hba->HbaHandle, hba->HbaNumber);
     }
@@ -165,8 +166,15 @@ public:
             return;
         target->TargetID = index;
         target->State = state;
-        if (AddTargetToTargetList(hba, target) != 0)
+        // While the list holds only the targets added here, in rising ID
+        // order, the new ID cannot be in it: append without the search.
+        if (RegistryEdits() == edits_ && (!added_ || lastId_ < index)) {
+            AppendTargetToTargetList(hba, target);
+            lastId_ = index;
+            added_ = true;
+        } else if (AddTargetToTargetList(hba, target) != 0) {
             DeleteTarget(target);
+        }
         CoreLogMessageShared(kLogInfo, "getiSCSIHBAData: Add Local AEN Ref Target ID=%d, Device State=%d", index,
                              state);
     }
@@ -174,6 +182,9 @@ public:
 private:
     SDMGT_HANDLE handle_;
     bool listed_ = false;
+    uint64_t edits_ = 0;  // the registry's edits when the list was emptied here
+    uint32_t lastId_ = 0;
+    bool added_ = false;
 };
 
 // Step 5 of getiSCSIHBAData: every valid entry as a DevDBEntry on the

@@ -25,6 +25,21 @@ void InitHbaList()
 
 SDMHbaList* GetHbaList() { return &g_HbaList; }
 
+namespace {
+uint64_t gRegistryEdits = 0;  // guarded by the registry lock
+void edited()
+{
+    RegistryLock lock;
+    ++gRegistryEdits;
+}
+}  // namespace
+
+uint64_t RegistryEdits()
+{
+    RegistryLock lock;
+    return gRegistryEdits;
+}
+
 SDMHba* CreateNewHba()
 {
     auto* hba = static_cast<SDMHba*>(CoreZMallocShared(sizeof(SDMHba)));
@@ -38,6 +53,7 @@ int32_t DeleteHba(SDMHba* hba)
     if (!hba)
         return -1;
     RemoveAllTargetsFromTargetList(hba);
+    edited();
     CoreFreeShared(hba);
     return 0;
 }
@@ -58,6 +74,7 @@ int32_t AddHbaToHbaList(SDMHba* pNewHba)
         g_HbaList.firstHba = pNewHba;
     g_HbaList.lastHba = pNewHba;
     g_HbaList.count++;
+    edited();
     return 0;
 }
 
@@ -100,6 +117,7 @@ void InitTargetList(SDMHba* pHba)
     if (!pHba)
         return;
     RegistryLock lock;
+    edited();
     pHba->TargetList = SDMTargetList{};
 }
 
@@ -123,6 +141,13 @@ int32_t AddTargetToTargetList(SDMHba* pToHba, SDMTarget* pNewTarget)
     RegistryLock lock;
     if (FindTargetInTargetList(pToHba, pNewTarget))
         return -1;
+    edited();
+    AppendTargetToTargetList(pToHba, pNewTarget);
+    return 0;
+}
+
+void AppendTargetToTargetList(SDMHba* pToHba, SDMTarget* pNewTarget)
+{
     SDMTargetList& list = pToHba->TargetList;
     pNewTarget->next = nullptr;
     pNewTarget->prev = list.lastTarget;
@@ -132,7 +157,6 @@ int32_t AddTargetToTargetList(SDMHba* pToHba, SDMTarget* pNewTarget)
         list.firstTarget = pNewTarget;
     list.lastTarget = pNewTarget;
     list.count++;
-    return 0;
 }
 
 int32_t RemoveAllTargetsFromTargetList(SDMHba* pFromHba)

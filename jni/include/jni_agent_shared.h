@@ -159,6 +159,13 @@ void InitTargetList(SDMHba* pHba);
 SDMTarget* CreateNewTarget();
 int32_t DeleteTarget(SDMTarget* target);
 int32_t AddTargetToTargetList(SDMHba* pToHba, SDMTarget* pNewTarget);
+// Appends without looking for a target of the same ID: for a caller that
+// knows there is none (the caller holds the RegistryLock).
+void AppendTargetToTargetList(SDMHba* pToHba, SDMTarget* pNewTarget);
+// Counts every change of the registry's lists except those appends; a caller
+// holding the RegistryLock that sees it unchanged knows nobody else changed
+// a list since it last looked.
+uint64_t RegistryEdits();
 int32_t RemoveAllTargetsFromTargetList(SDMHba* pFromHba);
 SDMTarget* FindTargetInTargetList(SDMHba* pFromDevice, const SDMTarget* pTargetToFind);
 SDMTarget* FindTargetIdInTargetList(SDMHba* pFromDevice, uint32_t targetIdToFind);
