@@ -2,8 +2,10 @@
 # Benchmark of every native method against the simulated adapters (not part of
 # the tests): time per call, JNI floors, a full refresh, memory over many
 # calls. Builds what it needs into build/ (or $DVH_BUILD_DIR) first.
-#   scripts/bench.sh           full run (several minutes)
+#   scripts/bench.sh           default run (about three minutes on two cores)
 #   scripts/bench.sh --quick   short run, to see that it works
+#   scripts/bench.sh --long    every method 100,000 times in the memory check, the
+#       slow ones included (half an hour or more)
 #   scripts/bench.sh --loop METHOD SECONDS   one method in a loop, for a profiler
 #   scripts/bench.sh --instructions METHOD FLOOR   user-space instructions per call of
 #       a method and of its floor (perf stat; repeatable on a busy machine)
@@ -19,7 +21,7 @@ share=/usr/share/java
 cp="$build/java/dvhiscsi-tests.jar:$build/java/dvhiscsi.jar:$share/picocli.jar"
 cp="$cp:$share/jackson-databind.jar:$share/jackson-core.jar:$share/jackson-annotations.jar"
 run() {
-  env -u IZKSDM_SCENARIO java -XX:NativeMemoryTracking=summary -Djava.library.path="$build/lib" -cp "$cp" \
+  env -u IZKSDM_SCENARIO java -XX:NativeMemoryTracking=summary -Xms256m -Xmx256m -XX:+AlwaysPreTouch -Ddvh.source.dir="$PWD" -Djava.library.path="$build/lib" -cp "$cp" \
     com.norvik.dvh.iscsi.jni.Bench "$@"
 }
 
@@ -27,7 +29,7 @@ run() {
 # JVM's start and the warm-up cancel out.
 if [ "${1:-}" = "--instructions" ]; then
   count() {
-    perf stat -x, -e instructions:u -- env -u IZKSDM_SCENARIO java -Djava.library.path="$build/lib" -cp "$cp" \
+    perf stat -x, -e instructions:u -- env -u IZKSDM_SCENARIO java -Ddvh.source.dir="$PWD" -Djava.library.path="$build/lib" -cp "$cp" \
       com.norvik.dvh.iscsi.jni.Bench --count "$1" "$2" 2>&1 >/dev/null | awk -F, '/instructions/ {print $1}'
   }
   for m in "$2" "$3"; do

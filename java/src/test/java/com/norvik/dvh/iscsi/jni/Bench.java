@@ -1,7 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
-import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
 import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.ChipInfo;
@@ -10,7 +10,11 @@ import com.norvik.dvh.iscsi.model.DriverInfo;
 import com.norvik.dvh.iscsi.model.FirmwareInfo;
 import com.norvik.dvh.iscsi.model.HBA;
 import com.norvik.dvh.iscsi.model.InitFW;
+import com.norvik.dvh.iscsi.model.LUN;
 import com.norvik.dvh.iscsi.model.NodeInfo;
+import com.norvik.dvh.iscsi.model.SCSIInqInfo;
+import com.norvik.dvh.iscsi.model.Target;
+import com.norvik.dvh.iscsi.model.TargetInfo;
 import com.norvik.dvh.iscsi.model.iSNSDiscoveryConfig;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
@@ -43,6 +47,11 @@ public final class Bench {
     private static final int DDB_ENTRIES = 512;
     private static final int EVENTS = 256;
     private static final int HANDLE_0 = 10;
+    private static final int CALLS = 100_000;
+    private static final int CHAP_ENTRIES = 128;
+    private static final int POLICIES = 64;
+    private static final int TRANSFORMS = 16;
+    private static final int ISNS_TARGETS = 512;
 
     /** A host object for events. */
     public static final class Host {
@@ -60,15 +69,42 @@ public final class Bench {
     private Bench() {
     }
 
+    /**
+     * The default scenario with adapter 0 grown to the benchmark's data: a 512-entry device
+     * database, 128 CHAP entries, 64 policies of 16 transforms each and 512 iSNS targets (its
+     * targets, LUNs and forty security counters stay as they are).
+     */
     private static void setUp() {
         SimControl.reset();
-        Scenario s = new Scenario();
-        ObjectNode a0 = s.adapter(0);
+        ObjectNode root = SimScenarios.defaultScenario();
+        ObjectNode a0 = (ObjectNode) root.get("adapters").get(0);
+        a0.remove("ddb");
         for (int i = 0; i < DDB_ENTRIES; i++) {
             ConfigFixtures.ddb(a0, i, 4);
         }
-        s.adapter(1);
-        SimControl.loadScenario(s.json());
+        ArrayNode chap = a0.putObject("chapTable").put("slots", CHAP_ENTRIES).putArray("entries");
+        for (int i = 0; i < CHAP_ENTRIES; i++) {
+            chap.addObject().put("index", i).put("name", "iqn.2011-04.org.wren:initiator-" + i)
+                    .put("secretText", "secret-of-entry-" + i).put("flags", 0x40).put("link", 3);
+        }
+        a0.remove("securityPolicies");
+        for (int slot = 0; slot < POLICIES; slot++) {
+            ObjectNode p = SecurityFixtures.policy(a0, slot, 1, 10 + slot, "policy-" + slot)
+                    .put("sourceAddr", "192.168.50." + slot).put("destStartAddr", "10.20.31." + slot)
+                    .put("destEndAddr", "10.20.32." + slot).put("preSharedKey", "psk-" + slot);
+            for (int t = 0; t < TRANSFORMS; t++) {
+                SecurityFixtures.transform(p).put("type", 1 + t % 2).put("level", t).put("encryptAlgo", 3)
+                        .put("authAlgo", 1).put("secondsLife", 7200).put("group", 5);
+            }
+        }
+        ArrayNode isns = a0.putArray("isnsTargets");
+        for (int i = 0; i < ISNS_TARGETS; i++) {
+            ObjectNode t = isns.addObject().put("name", "iqn.2016-02.net.plover:disk" + i).put("alias", "disk" + i)
+                    .put("ddid", i);
+            t.putArray("portals").addObject().put("address", "10.9." + (i / 256) + "." + (i % 256))
+                    .put("port", 3260 + i % 4);
+        }
+        SimControl.loadScenario(SimScenarios.text(root));
         api.initJNINative();
         if (!api.openDevice(0) || !api.openDevice(1)) {
             throw new IllegalStateException("adapters did not open");
@@ -186,7 +222,9 @@ public final class Bench {
         }
         HBA chap = new HBA();
         api.getCHAPTableData(0, chap);
-        CHAPTableEntry[] chapEntries = chap.getCHAPTableEntries().toArray(new CHAPTableEntry[0]);
+        // A write takes at most 127 entries (slot 0 stays blank).
+        CHAPTableEntry[] chapEntries = chap.getCHAPTableEntries().subList(0, CHAP_ENTRIES - 1)
+                .toArray(new CHAPTableEntry[0]);
         HBA policies = new HBA();
         api.getSecurityPoliciesTable(0, policies);
         List<Object> policyList = new ArrayList<>();
@@ -222,6 +260,11 @@ public final class Bench {
         m.put("getCHAPTableSparse", () -> api.getCHAPTableSparse(0, new HBA()));
         m.put("setCHAPTableData", () -> api.setCHAPTableData(0, chapEntries));
         m.put("setCHAPTableSparse", () -> api.setCHAPTableSparse(0, chapEntries, new Object[0]));
+        m.put("getiSCSITargetData", () -> api.getiSCSITargetData(0, new HBA(0), target(0)));
+        m.put("getiSCSILunData", () -> api.getiSCSILunData(0, lun(0, 1)));
+        m.put("getScsiReportLUNsData", () -> api.getScsiReportLUNsData(0, new HBA(0), target(0)));
+        m.put("getScsiInquiryData", () -> api.getScsiInquiryData(0, new TargetInfo(0, 0, 1), new SCSIInqInfo()));
+        m.put("getScsiReadCapacityData", () -> api.getScsiReadCapacityData(0, lun(0, 1)));
         m.put("getConnectErrorLog", () -> api.getConnectErrorLog(0, new AdapterLogs()));
         m.put("getARPLog", () -> api.getARPLog(0, new AdapterLogs()));
         m.put("retrieveCrashRecord", () -> api.retrieveCrashRecord(0, crashFile));
@@ -235,12 +278,24 @@ public final class Bench {
         m.put("flushSAs", () -> api.flushSAs(0, 0));
         m.put("ignoreAENs", () -> api.ignoreAENs(0, 0, 0));
         m.put("startAENValidTime", () -> api.startAENValidTime(0, 0));
-        m.put("enableAENsForDevice+disableAENsForDevice",
-                () -> api.enableAENsForDevice(0, 0, host) + api.disableAENsForDevice(0, 0));
+        m.put("disableAENsForDevice+enableAENsForDevice",
+                () -> api.disableAENsForDevice(0, 0) + api.enableAENsForDevice(0, 0, host));
         m.put("getAENsForDevice (no events)", () -> api.getAENsForDevice(0, 2, host));
         m.put("validateSystemUser", () -> api.validateSystemUser("nobody", "wrong"));
         m.put("enableSdmTrace (off)", () -> api.enableSdmTrace(0, null));
         return m;
+    }
+
+    private static Target target(int id) {
+        Target t = new Target(id);
+        t.getTargetInfo().setTargetID(id);
+        return t;
+    }
+
+    private static LUN lun(int target, int lun) {
+        TargetInfo ti = new TargetInfo(0, target, lun);
+        ti.setTargetState(4);
+        return new LUN(ti);
     }
 
     private static long rssKb() throws Exception {
@@ -260,13 +315,15 @@ public final class Bench {
     }
 
     private static void row(Result r, Result floor, String floorName) {
-        String ratio = floor == null ? "" : String.format("%8.1f us  %5.2fx  (%s)", floor.nsPerCall() / 1000,
+        String ratio = floor == null ? (floorName == null ? "" : floorName) : String.format("%8.1f us  %5.2fx  (%s)", floor.nsPerCall() / 1000,
                 r.nsPerCall() / floor.nsPerCall(), floorName);
         OUT.printf("%-42s %10.2f us  +-%4.1f%%  %s%n", r.name(), r.nsPerCall() / 1000, 50 * r.spread(), ratio);
     }
 
     public static void main(String[] args) throws Exception {
         boolean quick = args.length > 0 && args[0].equals("--quick");
+        boolean longRun = args.length > 0 && args[0].equals("--long");
+        Map<String, Double> perCall = new LinkedHashMap<>();
         setUp();
         Path scratch = Files.createTempDirectory("dvh-bench");
         OUT.printf("JVM: %s %s (%s); OS: %s %s; CPUs: %d%n", System.getProperty("java.vm.name"),
@@ -298,11 +355,14 @@ public final class Bench {
         Host host = new Host();
         api.enableAENsForDevice(0, 0, host);
 
-        row(measurePair("getiSCSIHBAData (512 entries)", all.get("getiSCSIHBAData"),
-                () -> BenchFloors.hbaData(HANDLE_0, 0, new HBA())),
-                "calls, strings, arrays, objects and required lines only");
-        row(measurePair("getFWData", all.get("getFWData"), () -> BenchFloors.fwData(HANDLE_0, 0, new HBA())),
-                "same");
+        Result[] hbaData = measurePair("getiSCSIHBAData (512 entries)", all.get("getiSCSIHBAData"),
+                () -> BenchFloors.hbaData(HANDLE_0, 0, new HBA()));
+        row(hbaData, "calls, strings, arrays, objects and required lines only");
+        perCall.put("getiSCSIHBAData", hbaData[0].nsPerCall());
+        Result[] fwData = measurePair("getFWData", all.get("getFWData"),
+                () -> BenchFloors.fwData(HANDLE_0, 0, new HBA()));
+        row(fwData, "same");
+        perCall.put("getFWData", fwData[0].nsPerCall());
         Result aen = measurePrepared("getAENsForDevice (256 events)", Bench::queueEvents,
                 () -> api.getAENsForDevice(0, 2, host), 20);
         Result aenFloor = measurePrepared("floor", Bench::queueEvents,
@@ -312,7 +372,10 @@ public final class Bench {
             if (e.getKey().equals("getiSCSIHBAData") || e.getKey().equals("getFWData")) {
                 continue;
             }
-            row(measure(e.getKey(), e.getValue()), null, null);
+            int result = e.getValue().getAsInt();
+            Result r = measure(e.getKey(), e.getValue());
+            perCall.put(e.getKey(), r.nsPerCall());
+            row(r, null, String.format("returns %#x", result));
         }
 
         IntSupplier refresh = () -> {
@@ -336,36 +399,53 @@ public final class Bench {
         };
         row(measure("full refresh of both adapters", refresh), null, null);
 
-        // Two equal rounds: the first lets the JVM grow its heap and caches; any growth over the
-        // second is what the calls leave behind.
-        int heavy = quick ? 20 : 1_000;
-        int light = quick ? 1_000 : 50_000;
-        int fetches = quick ? 10 : 250;
-        long[] rss = new long[3];
-        long[] nmt = new long[3];
-        rss[0] = settledRss();
-        nmt[0] = nmtNonHeapKb();
-        for (int round = 1; round <= 2; round++) {
+        // Memory: every method CALLS times (fewer for the slow ones unless --long), after a warm-up
+        // round of a tenth of that which lets the JVM grow its heap and caches; what resident and
+        // native memory gain over the measured round is what the calls leave behind.
+        long budgetNs = quick ? 100_000_000L : 4_000_000_000L;
+        Map<String, Integer> counts = new LinkedHashMap<>();
+        for (Map.Entry<String, IntSupplier> e : all.entrySet()) {
+            double ns = perCall.getOrDefault(e.getKey(), 1.0);
+            int n = longRun ? CALLS : (int) Math.max(100, Math.min(quick ? 1_000 : CALLS, budgetNs / ns));
+            counts.put(e.getKey(), n);
+        }
+        int fetches = longRun ? CALLS : quick ? 100 : 10_000;
+        long[] rss = new long[2];
+        long[] nmt = new long[2];
+        for (int round = 0; round < 2; round++) {
+            if (round == 1) {
+                rss[0] = settledRss();
+                nmt[0] = nmtNonHeapKb();
+            }
+            int divisor = round == 0 ? 10 : 1;
             for (Map.Entry<String, IntSupplier> e : all.entrySet()) {
-                boolean isHeavy = e.getKey().equals("getiSCSIHBAData") || e.getKey().equals("setDDBsData");
-                int n = isHeavy ? heavy : light;
+                int n = Math.max(1, counts.get(e.getKey()) / divisor);
+                IntSupplier op = e.getValue();
                 for (int i = 0; i < n; i++) {
-                    e.getValue().getAsInt();
+                    op.getAsInt();
                 }
             }
-            for (int i = 0; i < fetches; i++) {
+            for (int i = 0; i < fetches / divisor; i++) {
                 queueEvents();
                 api.getAENsForDevice(0, 2, host);
             }
-            rss[round] = settledRss();
-            nmt[round] = nmtNonHeapKb();
         }
-        OUT.printf("memory: two rounds of %d calls per method (%d for the two 512-entry methods, %d fetches of "
-                + "256 events), %d calls per method in all%n", light, heavy, fetches, 2 * light);
-        OUT.printf("  resident:   %d KB at start, %d KB after round 1, %d KB after round 2 (%+d KB over round 2)%n",
-                rss[0], rss[1], rss[2], rss[2] - rss[1]);
-        OUT.printf("  JVM native memory tracking, committed outside the Java heap: %d / %d / %d KB (%+d KB over "
-                + "round 2)%n", nmt[0], nmt[1], nmt[2], nmt[2] - nmt[1]);
+        rss[1] = settledRss();
+        nmt[1] = nmtNonHeapKb();
+        OUT.printf("%nmemory over %d calls of every method (fewer for the slow ones, below) and %d fetches of %d "
+                + "events, after a warm-up round of a tenth of that:%n", CALLS, fetches, EVENTS);
+        OUT.printf("  resident memory: %d KB before, %d KB after (%+d KB)%n", rss[0], rss[1], rss[1] - rss[0]);
+        OUT.printf("  JVM native memory tracking, committed outside the Java heap: %d KB before, %d KB after "
+                + "(%+d KB)%n", nmt[0], nmt[1], nmt[1] - nmt[0]);
+        StringBuilder fewer = new StringBuilder();
+        counts.forEach((name, n) -> {
+            if (n < CALLS) {
+                fewer.append(fewer.length() == 0 ? "" : ", ").append(name).append(' ').append(n);
+            }
+        });
+        if (fewer.length() > 0) {
+            OUT.printf("  calls of the slow methods (--long: %d each): %s%n", CALLS, fewer);
+        }
     }
 
     private static long settledRss() throws Exception {
