@@ -15,8 +15,9 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
 using marshal::Field;
+using marshal::M;
+using marshal::Msg;
 
 namespace {
 
@@ -41,62 +42,61 @@ jint duplexOf(const uint8_t* portal)
 jint linkSpeedOf(const uint8_t* portal) { return (linkBits(portal) & 0x0F00) >> 8; }
 
 constexpr Field kFirmwareInfo[] = {
-    F("setFirmwareAttribute", "(I)V", DVH_FIELD(PP, FWAttr), Conv::SetInt, kGenericMissing),
-    F("setiSCSIVersion", kStringSetterSig, DVH_FIELD(PP, iscsiVersion), Conv::SetText, kGenericMissing)
+    M("setFirmwareAttribute", DVH_FIELD(PP, FWAttr), Conv::SetInt).message(kGenericMissing),
+    M("setiSCSIVersion", DVH_FIELD(PP, iscsiVersion), Conv::SetText).message(kGenericMissing)
         .nullString("NULL iSCSI version!\n"),
-    F("setOptRomVersion", kStringSetterSig, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
+    M("setOptRomVersion", DVH_FIELD(PP, OptRomVersion), Conv::SetText).message(kGenericMissing)
         .nullString("NULL OptROM version!\n"),
-    F("setFirmwareVersion", kStringSetterSig, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
+    M("setFirmwareVersion", DVH_FIELD(PP, FWVersion), Conv::SetText).message(kGenericMissing)
         .nullString("NULL FW version!\n"),
-    F("setChipModel", kStringSetterSig, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
+    M("setChipModel", DVH_FIELD(PP, Model), Conv::SetText).message(kGenericMissing)
         .nullString("NULL Model version!\n"),
 };
 
 constexpr Field kDriverInfo[] = {
-    F("setDriverVersion", kStringSetterSig, DVH_FIELD(DRIVERINFO, Version), Conv::SetText, kGenericMissing)
+    M("setDriverVersion", DVH_FIELD(DRIVERINFO, Version), Conv::SetText).message(kGenericMissing)
         .nullString("NULL Driver String!\n"),
-    F("setDriverAttribute", "(I)V", DVH_FIELD(DRIVERINFO, Attributes), Conv::SetInt, kGenericMissing),
+    M("setDriverAttribute", DVH_FIELD(DRIVERINFO, Attributes), Conv::SetInt).message(kGenericMissing),
 };
 
 constexpr Field kChipBoard[] = {
-    F("setBoardModel", kStringSetterSig, DVH_FIELD(CHIPINFO, BoardType), Conv::SetText, kGenericMissing)
+    M("setBoardModel", DVH_FIELD(CHIPINFO, BoardType), Conv::SetText).message(kGenericMissing)
         .nullString("NULL Board Model !\n"),
 };
 constexpr Field kChipVersion[] = {
-    F("setChipVersion", "(I)V", DVH_FIELD(CHIPINFO, ChipVersion), Conv::SetInt,
-      "GetMethodID setChipVersion - Obj call failed!\n"),
+    M("setChipVersion", DVH_FIELD(CHIPINFO, ChipVersion), Conv::SetInt, Msg::Obj),
 };
 
 // getiSCSIHBAData, steps 1 to 17, in this order.
 constexpr Field kAdapterProperties[] = {
-    F("setNumberDiskTargets", "(I)V", DVH_FIELD(PP, DiscTargetCount), Conv::SetInt, kGenericMissing),
-    F("setMACAddress", "([S)V", DVH_FIELD(PP, MacAddr), Conv::SetShorts, "GetMethodID setMACAddress call failed!\n"),
-    F("setState", "(I)V", DVH_FIELD(PP, State), Conv::SetInt, kGenericMissing),
-    F("setDhcpState", "(I)V", DVH_FIELD(PP, dhcpState), Conv::SetInt, kGenericMissing),
-    F("setLinkStatus", "(I)V", DVH_FIELD(PP, linkStatus), Conv::SetInt, "GetMethodID call failed! Line 1957\n"),
-    F("setFlowControl", "(Z)V", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetBool,
-      "GetMethodID call failed! Line 1966\n")
+    M("setNumberDiskTargets", DVH_FIELD(PP, DiscTargetCount), Conv::SetInt).message(kGenericMissing),
+    M("setMACAddress", DVH_FIELD(PP, MacAddr), Conv::SetShorts),
+    M("setState", DVH_FIELD(PP, State), Conv::SetInt).message(kGenericMissing),
+    M("setDhcpState", DVH_FIELD(PP, dhcpState), Conv::SetInt).message(kGenericMissing),
+    M("setLinkStatus", DVH_FIELD(PP, linkStatus), Conv::SetInt).message("GetMethodID call failed! Line 1957\n"),
+    M("setFlowControl", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetBool)
+        .message("GetMethodID call failed! Line 1966\n")
         .mask(0x4000),
-    F("setDuplex", "(I)V", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetIntComputed,
-      "GetMethodID call failed! Line 1978\n")
+    M("setDuplex", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetIntComputed)
+        .message("GetMethodID call failed! Line 1978\n")
         .computed(duplexOf),
-    F("setLinkSpeed", "(I)V", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetIntComputed,
-      "GetMethodID call failed! Line 1992\n")
+    M("setLinkSpeed", DVH_FIELD(PP, flowControlDuplexLinkSpeed), Conv::SetIntComputed)
+        .message("GetMethodID call failed! Line 1992\n")
         .computed(linkSpeedOf),
-    F("setType", "(I)V", DVH_FIELD(PP, Type), Conv::SetInt, kGenericMissing),
-    F("setDriverAttribute", "(I)V", DVH_FIELD(PP, DriverAttr), Conv::SetInt, kGenericMissing),
-    F("setFirmwareAttribute", "(I)V", DVH_FIELD(PP, FWAttr), Conv::SetInt, kGenericMissing),
-    F("setDriverVersion", kStringSetterSig, DVH_FIELD(PP, DriverVersion), Conv::SetText, kGenericMissing)
+    M("setType", DVH_FIELD(PP, Type), Conv::SetInt).message(kGenericMissing),
+    M("setDriverAttribute", DVH_FIELD(PP, DriverAttr), Conv::SetInt).message(kGenericMissing),
+    M("setFirmwareAttribute", DVH_FIELD(PP, FWAttr), Conv::SetInt).message(kGenericMissing),
+    M("setDriverVersion", DVH_FIELD(PP, DriverVersion), Conv::SetText).message(kGenericMissing)
         .nullString("NULL driver version!\n"),
-    F("setFirmwareVersion", kStringSetterSig, DVH_FIELD(PP, FWVersion), Conv::SetText, kGenericMissing)
+    M("setFirmwareVersion", DVH_FIELD(PP, FWVersion), Conv::SetText).message(kGenericMissing)
         .nullString("NULL FW version!\n"),
-    F("setManufacturer", kStringSetterSig, DVH_FIELD(PP, Manufacturer), Conv::SetText, kGenericMissing)
+    M("setManufacturer", DVH_FIELD(PP, Manufacturer), Conv::SetText).message(kGenericMissing)
         .nullString("NULL Manufacture version!\n"),
-    F("setChipModel", kStringSetterSig, DVH_FIELD(PP, Model), Conv::SetText, kGenericMissing)
+    M("setChipModel", DVH_FIELD(PP, Model), Conv::SetText).message(kGenericMissing)
         .nullString("NULL chip model!\n"),
-    F("setOptRomVersion", kStringSetterSig, DVH_FIELD(PP, OptRomVersion), Conv::SetText, kGenericMissing)
+    M("setOptRomVersion", DVH_FIELD(PP, OptRomVersion), Conv::SetText).message(kGenericMissing)
         .nullString("NULL ROM version!\n"),
-    F("setSerialNumberStr", kStringSetterSig, DVH_FIELD(PP, SerialNum), Conv::SetText, kGenericMissing)
+    M("setSerialNumberStr", DVH_FIELD(PP, SerialNum), Conv::SetText).message(kGenericMissing)
         .nullString("NULL Serial Number!\n"),
 };
 
@@ -106,18 +106,15 @@ struct AdapterLevel {
     uint16_t window;
 };
 constexpr Field kAdapterAlias[] = {
-    F("setHBA_Level_Alias", kStringSetterSig, DVH_FIELD(AdapterLevel, alias), Conv::SetText, kGenericMissing)
+    M("setHBA_Level_Alias", DVH_FIELD(AdapterLevel, alias), Conv::SetText).message(kGenericMissing)
         .nullString("NULL HBA Level Alias!\n"),
 };
-constexpr Field kAdapterTcpWindow[] = {
-    F("setHBA_Level_TCPMaxWindowSize", "(I)V", DVH_FIELD(AdapterLevel, window), Conv::SetInt,
-      "GetMethodID setHBA_Level_TCPMaxWindowSize call failed!\n"),
-};
+// Called by hand: its trace line comes between the lookup and the call.
+constexpr marshal::Method kSetTcpWindow = marshal::method("setHBA_Level_TCPMaxWindowSize", "(I)V");
 
 static_assert(marshal::validTable(kFirmwareInfo) && marshal::validTable(kDriverInfo) &&
                   marshal::validTable(kChipBoard) && marshal::validTable(kChipVersion) &&
-                  marshal::validTable(kAdapterProperties) && marshal::validTable(kAdapterAlias) &&
-                  marshal::validTable(kAdapterTcpWindow),
+                  marshal::validTable(kAdapterProperties) && marshal::validTable(kAdapterAlias),
               "adapter property accessor tables");
 
 constexpr uint32_t kLastDDBIndex = 511;
@@ -292,11 +289,10 @@ jint getiSCSIHBADataShared(JNIEnv* env, jobject self, jint dev, jobject jObj)
 
     // Its status is deliberately left out of the result.
     SDGetTCPMaxWindowSize(handle, &level.window);
-    jmethodID setWindow = methodId(env, cls.get(), kAdapterTcpWindow[0].name, kAdapterTcpWindow[0].signature);
-    if (!setWindow) {
-        std::fputs(kAdapterTcpWindow[0].missingMessage, stdout);
-        return kStatusLookupFailed;
-    }
+    jmethodID setWindow = nullptr;
+    walk = marshal::resolve(env, cls.get(), kSetTcpWindow, setWindow);
+    if (walk != kStatusOk)
+        return walk;
     std::printf("HBA level TCP max window size=%u (0x%x)\n", level.window, level.window);
     env->CallVoidMethod(jObj, setWindow, static_cast<jint>(level.window));
     if (thrown(env))

@@ -14,8 +14,9 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
 using marshal::Field;
+using marshal::M;
+using marshal::Msg;
 
 namespace {
 
@@ -24,57 +25,46 @@ namespace {
 using DE = DEVICEENTRYISCSI;
 
 constexpr Field kDDBSessionId[] = {
-    F("setInitiatorSessionID", "([S)V", DVH_FIELD(DE, InitiatorSessID), Conv::SetShorts,
-      "GetMethodID setInitiatorSessionID call failed!\n"),
+    M("setInitiatorSessionID", DVH_FIELD(DE, InitiatorSessID), Conv::SetShorts),
 };
 constexpr Field kDDBIdentity[] = {
-    F("setTargetID", "(I)V", DVH_FIELD(DE, TargetID), Conv::SetInt, "GetMethodID setTargetID - Obj call failed!\n"),
-    F("setState", "(I)V", DVH_FIELD(DE, DeviceState), Conv::SetInt, "GetMethodID setState - Obj call failed!\n"),
+    M("setTargetID", DVH_FIELD(DE, TargetID), Conv::SetInt, Msg::Obj),
+    M("setState", DVH_FIELD(DE, DeviceState), Conv::SetInt, Msg::Obj),
 };
 // setIndex takes the caller's index, not a record field.
 struct IndexArgument {
     uint32_t value;
 };
 constexpr Field kDDBIndex[] = {
-    F("setIndex", "(I)V", DVH_FIELD(IndexArgument, value), Conv::SetInt, "GetMethodID setIndex - Obj call failed!\n"),
+    M("setIndex", DVH_FIELD(IndexArgument, value), Conv::SetInt, Msg::Obj),
 };
 constexpr Field kDDBParams[] = {
-    F("setMaxTxDataSegmentLen", "(I)V", DVH_FIELD(DE, MaxTxDataSegmentLen), Conv::SetInt,
-      "GetMethodID setMaxTxDataSegmentLen - Obj call failed!\n"),
-    F("setDDBLink", "(I)V", DVH_FIELD(DE, DDBLink), Conv::SetInt, "GetMethodID setDDBLink - Obj call failed!\n"),
-    F("setChapIndex", "(I)V", DVH_FIELD(DE, CHAPTableIndex), Conv::SetInt,
-      "GetMethodID setChapIndex - Obj call failed!\n"),
-    F("setOptions", "(B)V", DVH_FIELD(DE, Options), Conv::SetByte, "GetMethodID setOptions - Obj call failed!\n"),
-    F("setControl", "(B)V", DVH_FIELD(DE, Control), Conv::SetByte, "GetMethodID setControl - Obj call failed!\n"),
-    F("setExeCount", "(I)V", DVH_FIELD(DE, exeCount), Conv::SetInt, "GetMethodID setExeCount - Obj call failed!\n"),
-    F("setReservedFlags", "(I)V", DVH_FIELD(DE, ReservedFlags), Conv::SetInt,
-      "GetMethodID setReservedFlags - Obj call failed!\n"),
-    F("setTargetSessionID", "(I)V", DVH_FIELD(DE, TargetSessID), Conv::SetInt,
-      "GetMethodID setTargetSessionID - Obj call failed!\n"),
-    F("setTargetPortalGroupID", "(I)V", DVH_FIELD(DE, TargetPortalGroupID), Conv::SetInt,
-      "GetMethodID setTargetPortalGroupID - Obj call failed!\n"),
+    M("setMaxTxDataSegmentLen", DVH_FIELD(DE, MaxTxDataSegmentLen), Conv::SetInt, Msg::Obj),
+    M("setDDBLink", DVH_FIELD(DE, DDBLink), Conv::SetInt, Msg::Obj),
+    M("setChapIndex", DVH_FIELD(DE, CHAPTableIndex), Conv::SetInt, Msg::Obj),
+    M("setOptions", DVH_FIELD(DE, Options), Conv::SetByte, Msg::Obj),
+    M("setControl", DVH_FIELD(DE, Control), Conv::SetByte, Msg::Obj),
+    M("setExeCount", DVH_FIELD(DE, exeCount), Conv::SetInt, Msg::Obj),
+    M("setReservedFlags", DVH_FIELD(DE, ReservedFlags), Conv::SetInt, Msg::Obj),
+    M("setTargetSessionID", DVH_FIELD(DE, TargetSessID), Conv::SetInt, Msg::Obj),
+    M("setTargetPortalGroupID", DVH_FIELD(DE, TargetPortalGroupID), Conv::SetInt, Msg::Obj),
 };
 
 // --- DevDBEntry -> DEVICEENTRYISCSI (setDDBData) ----------------------------
 
 constexpr Field kDDBFromJava[] = {
-    F("getState", "()I", DVH_FIELD(DE, DeviceState), Conv::GetInt, "GetMethodID getState call failed!\n"),
-    F("getTargetID", "()I", DVH_FIELD(DE, TargetID), Conv::GetInt, "GetMethodID getTargetID call failed!\n"),
-    F("getOptions", "()B", DVH_FIELD(DE, Options), Conv::GetByte, "GetMethodID getOptions call failed!\n"),
-    F("getExeCount", "()I", DVH_FIELD(DE, exeCount), Conv::GetInt, "GetMethodID getExeCount call failed!\n"),
-    F("getControl", "()B", DVH_FIELD(DE, Control), Conv::GetByte, "GetMethodID getControl call failed!\n"),
-    F("getTargetSessionID", "()I", DVH_FIELD(DE, TargetSessID), Conv::GetInt,
-      "GetMethodID getTargetSessionID call failed!\n"),
-    F("getTargetPortalGroupID", "()I", DVH_FIELD(DE, TargetPortalGroupID), Conv::GetInt,
-      "GetMethodID getTargetPortalGroupID call failed!\n"),
-    F("getReservedFlags", "()I", DVH_FIELD(DE, ReservedFlags), Conv::GetInt,
-      "GetMethodID getReservedFlags call failed!\n"),
-    F("getInitiatorSessionID", "()[S", DVH_FIELD(DE, InitiatorSessID), Conv::GetShorts,
-      "GetMethodID getInitiatorSessionID call failed!\n"),
-    F("getMaxTxDataSegmentLen", "()I", DVH_FIELD(DE, MaxTxDataSegmentLen), Conv::GetInt,
-      "GetMethodID getMaxTxDataSegmentLen call failed!\n"),
-    F("getDDBLink", "()I", DVH_FIELD(DE, DDBLink), Conv::GetInt, "GetMethodID getDDBLink call failed!\n"),
-    F("getChapIndex", "()I", DVH_FIELD(DE, CHAPTableIndex), Conv::GetInt, "GetMethodID getChapIndex call failed!\n"),
+    M("getState", DVH_FIELD(DE, DeviceState), Conv::GetInt),
+    M("getTargetID", DVH_FIELD(DE, TargetID), Conv::GetInt),
+    M("getOptions", DVH_FIELD(DE, Options), Conv::GetByte),
+    M("getExeCount", DVH_FIELD(DE, exeCount), Conv::GetInt),
+    M("getControl", DVH_FIELD(DE, Control), Conv::GetByte),
+    M("getTargetSessionID", DVH_FIELD(DE, TargetSessID), Conv::GetInt),
+    M("getTargetPortalGroupID", DVH_FIELD(DE, TargetPortalGroupID), Conv::GetInt),
+    M("getReservedFlags", DVH_FIELD(DE, ReservedFlags), Conv::GetInt),
+    M("getInitiatorSessionID", DVH_FIELD(DE, InitiatorSessID), Conv::GetShorts),
+    M("getMaxTxDataSegmentLen", DVH_FIELD(DE, MaxTxDataSegmentLen), Conv::GetInt),
+    M("getDDBLink", DVH_FIELD(DE, DDBLink), Conv::GetInt),
+    M("getChapIndex", DVH_FIELD(DE, CHAPTableIndex), Conv::GetInt),
 };
 
 // --- NODEINFOISCSI <-> NodeInfo ---------------------------------------------
@@ -82,23 +72,22 @@ constexpr Field kDDBFromJava[] = {
 using NI = NODEINFOISCSI;
 
 constexpr Field kNodeNames[] = {
-    F("setiSCSIName", kStringSetterSig, DVH_FIELD(NI, iSCSIName), Conv::SetText, "GetMethodID call failed!\n"),
-    F("setAlias", kStringSetterSig, DVH_FIELD(NI, Alias), Conv::SetText, "GetMethodID call failed!\n"),
+    M("setiSCSIName", DVH_FIELD(NI, iSCSIName), Conv::SetText).message("GetMethodID call failed!\n"),
+    M("setAlias", DVH_FIELD(NI, Alias), Conv::SetText).message("GetMethodID call failed!\n"),
 };
 constexpr Field kNodePortalCount[] = {
-    F("setPortalCount", "(I)V", DVH_FIELD(NI, PortalCount), Conv::SetInt, "GetMethodID setPortalCount call failed!\n"),
+    M("setPortalCount", DVH_FIELD(NI, PortalCount), Conv::SetInt),
 };
 // The names are copied whole as long as they fit their fields; longer ones
 // are cut so that the field keeps its terminating zero.
 constexpr Field kNodeNamesFromJava[] = {
-    F("getiSCSIName", kStringGetterSig, DVH_FIELD(NI, iSCSIName), Conv::GetText,
-      "GetMethodID  getiSCSIName call failed!\n")
+    M("getiSCSIName", DVH_FIELD(NI, iSCSIName), Conv::GetText, Msg::Wide)
         .bound(sizeof(NI::iSCSIName) - 1),
-    F("getAlias", kStringGetterSig, DVH_FIELD(NI, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
+    M("getAlias", DVH_FIELD(NI, Alias), Conv::GetText, Msg::Wide)
         .bound(sizeof(NI::Alias) - 1),
 };
 constexpr Field kNodePortalCountFromJava[] = {
-    F("getPortalCount", "()I", DVH_FIELD(NI, PortalCount), Conv::GetInt, "GetMethodID getPortalCount call failed!\n"),
+    M("getPortalCount", DVH_FIELD(NI, PortalCount), Conv::GetInt),
 };
 
 // --- ISCSIDEVICE <-> DevEntry -----------------------------------------------
@@ -106,77 +95,52 @@ constexpr Field kNodePortalCountFromJava[] = {
 using DV = ISCSIDEVICE;
 
 constexpr Field kDevEntryToJava[] = {
-    F("setiSCSIOptions", "(S)V", DVH_FIELD(DV, iSCSIOptions), Conv::SetShort,
-      "GetMethodID setiSCSIOptions call failed!\n"),
-    F("setTaskManagementTimeout", "(S)V", DVH_FIELD(DV, taskMngmntTimeout), Conv::SetShort,
-      "GetMethodID setTaskManagementTimeout call failed!\n")
+    M("setiSCSIOptions", DVH_FIELD(DV, iSCSIOptions), Conv::SetShort),
+    M("setTaskManagementTimeout", DVH_FIELD(DV, taskMngmntTimeout), Conv::SetShort)
         .trace("DevEntry taskMngmntTimeout=%d\n"),
-    F("setRxTCPWindowScale", "(S)V", DVH_FIELD(DV, TCPRxWindowScaleFactor), Conv::SetShort,
-      "GetMethodID setRxTCPWindowScale call failed!\n")
+    M("setRxTCPWindowScale", DVH_FIELD(DV, TCPRxWindowScaleFactor), Conv::SetShort)
         .trace("DevEntry TCPRxWindowScaleFactor=%d\n"),
-    F("setTxTCPWindowScale", "(S)V", DVH_FIELD(DV, TCPTxWindowScaleFactor), Conv::SetShort,
-      "GetMethodID setTxTCPWindowScale call failed!\n")
+    M("setTxTCPWindowScale", DVH_FIELD(DV, TCPTxWindowScaleFactor), Conv::SetShort)
         .trace("DevEntry TCPTxWindowScaleFactor=%d\n"),
-    F("setRetryDelay", "(S)V", DVH_FIELD(DV, retryDelay), Conv::SetShort, "GetMethodID setRetryDelay call failed!\n"),
-    F("setDeviceType", "(I)V", DVH_FIELD(DV, deviceType), Conv::SetInt, "GetMethodID setDeviceType call failed!\n"),
-    F("setExecutionThrottle", "(I)V", DVH_FIELD(DV, exeThrottle), Conv::SetInt,
-      "GetMethodID setExecutionThrottle call failed!\n"),
-    F("setFirstBurstSize", "(I)V", DVH_FIELD(DV, firstBurstSize), Conv::SetInt,
-      "GetMethodID setFirstBurstSize call failed!\n"),
-    F("setMaxBurstSize", "(S)V", DVH_FIELD(DV, maxBurstSize), Conv::SetShort,
-      "GetMethodID setMaxBurstSize call failed!\n"),
-    F("setIPOptions", "(I)V", DVH_FIELD(DV, IPOptions), Conv::SetInt, "GetMethodID setIPOptions call failed!\n"),
-    F("setMaxRxDataSegmentLen", "(I)V", DVH_FIELD(DV, MaxRxDataSegmentLen), Conv::SetInt,
-      "GetMethodID setMaxRxDataSegmentLen call failed!\n"),
-    F("setDefaultTime2Wait", "(I)V", DVH_FIELD(DV, DefaultTime2Wait), Conv::SetInt,
-      "GetMethodID setDefaultTime2Wait call failed!\n"),
-    F("setDefaultTime2Retain", "(I)V", DVH_FIELD(DV, DefaultTime2Retain), Conv::SetInt,
-      "GetMethodID setDefaultTime2Retain call failed!\n"),
-    F("setKeepAliveTO", "(I)V", DVH_FIELD(DV, keepAliveTimeout), Conv::SetInt,
-      "GetMethodID setKeepAliveTO call failed!\n"),
-    F("setMaxOutstandingR2T", "(I)V", DVH_FIELD(DV, maxOutstandingR2T), Conv::SetInt,
-      "GetMethodID setMaxOutstandingR2T call failed!\n"),
-    F("setTCPOptions", "(I)V", DVH_FIELD(DV, TCPOptions), Conv::SetInt, "GetMethodID setTCPOptions call failed!\n"),
-    F("setTargetAddress", kStringSetterSig, DVH_FIELD(DV, targetAddr), Conv::SetText,
-      "GetMethodID setTargetAddress call failed!\n")
+    M("setRetryDelay", DVH_FIELD(DV, retryDelay), Conv::SetShort),
+    M("setDeviceType", DVH_FIELD(DV, deviceType), Conv::SetInt),
+    M("setExecutionThrottle", DVH_FIELD(DV, exeThrottle), Conv::SetInt),
+    M("setFirstBurstSize", DVH_FIELD(DV, firstBurstSize), Conv::SetInt),
+    M("setMaxBurstSize", DVH_FIELD(DV, maxBurstSize), Conv::SetShort),
+    M("setIPOptions", DVH_FIELD(DV, IPOptions), Conv::SetInt),
+    M("setMaxRxDataSegmentLen", DVH_FIELD(DV, MaxRxDataSegmentLen), Conv::SetInt),
+    M("setDefaultTime2Wait", DVH_FIELD(DV, DefaultTime2Wait), Conv::SetInt),
+    M("setDefaultTime2Retain", DVH_FIELD(DV, DefaultTime2Retain), Conv::SetInt),
+    M("setKeepAliveTO", DVH_FIELD(DV, keepAliveTimeout), Conv::SetInt),
+    M("setMaxOutstandingR2T", DVH_FIELD(DV, maxOutstandingR2T), Conv::SetInt),
+    M("setTCPOptions", DVH_FIELD(DV, TCPOptions), Conv::SetInt),
+    M("setTargetAddress", DVH_FIELD(DV, targetAddr), Conv::SetText)
         .nullString("NULL target Addr!\n"),
-    F("setPortNumber", "(I)V", DVH_FIELD(DV, portNumber), Conv::SetInt, "GetMethodID setPortNumber call failed!\n"),
+    M("setPortNumber", DVH_FIELD(DV, portNumber), Conv::SetInt),
 };
 
 // The transmit window scale is not read back: a write keeps the record's value.
 constexpr Field kDevEntryFromJava[] = {
-    F("getiSCSIOptions", "()S", DVH_FIELD(DV, iSCSIOptions), Conv::GetShort,
-      "GetMethodID getiSCSIOptions call failed!\n"),
-    F("getTaskManagementTimeout", "()S", DVH_FIELD(DV, taskMngmntTimeout), Conv::GetShort,
-      "GetMethodID getTaskManagementTimeout call failed!\n")
+    M("getiSCSIOptions", DVH_FIELD(DV, iSCSIOptions), Conv::GetShort),
+    M("getTaskManagementTimeout", DVH_FIELD(DV, taskMngmntTimeout), Conv::GetShort)
         .trace("taskMngmntTimeout from GUI=%d\n"),
-    F("getMaxBurstSize", "()S", DVH_FIELD(DV, maxBurstSize), Conv::GetShort,
-      "GetMethodID getMaxBurstSize call failed!\n"),
-    F("getRetryDelay", "()S", DVH_FIELD(DV, retryDelay), Conv::GetShort, "GetMethodID getRetryDelay call failed!\n"),
-    F("getRxTCPWindowScale", "()S", DVH_FIELD(DV, TCPRxWindowScaleFactor), Conv::GetShort,
-      "GetMethodID getRxTCPWindowScale call failed!\n")
+    M("getMaxBurstSize", DVH_FIELD(DV, maxBurstSize), Conv::GetShort),
+    M("getRetryDelay", DVH_FIELD(DV, retryDelay), Conv::GetShort),
+    M("getRxTCPWindowScale", DVH_FIELD(DV, TCPRxWindowScaleFactor), Conv::GetShort)
         .trace("getRxTCPWindowScale() from GUI (ISCSIDEVICE)=%d\n"),
-    F("getDeviceType", "()I", DVH_FIELD(DV, deviceType), Conv::GetInt, "GetMethodID getDeviceType call failed!\n"),
-    F("getExecutionThrottle", "()I", DVH_FIELD(DV, exeThrottle), Conv::GetInt,
-      "GetMethodID getExecutionThrottle call failed!\n"),
-    F("getFirstBurstSize", "()I", DVH_FIELD(DV, firstBurstSize), Conv::GetInt,
-      "GetMethodID getFirstBurstSize call failed!\n"),
-    F("getIPOptions", "()I", DVH_FIELD(DV, IPOptions), Conv::GetInt, "GetMethodID getIPOptions call failed!\n"),
-    F("getMaxRxDataSegmentLen", "()I", DVH_FIELD(DV, MaxRxDataSegmentLen), Conv::GetInt,
-      "GetMethodID getMaxRxDataSegmentLen call failed!\n"),
-    F("getDefaultTime2Wait", "()I", DVH_FIELD(DV, DefaultTime2Wait), Conv::GetInt,
-      "GetMethodID getDefaultTime2Wait call failed!\n"),
-    F("getDefaultTime2Retain", "()I", DVH_FIELD(DV, DefaultTime2Retain), Conv::GetInt,
-      "GetMethodID getDefaultTime2Retain call failed!\n"),
-    F("getKeepAliveTO", "()I", DVH_FIELD(DV, keepAliveTimeout), Conv::GetInt,
-      "GetMethodID getKeepAliveTO call failed!\n"),
-    F("getMaxOutstandingR2T", "()I", DVH_FIELD(DV, maxOutstandingR2T), Conv::GetInt,
-      "GetMethodID getMaxOutstandingR2T call failed!\n"),
-    F("getTCPOptions", "()I", DVH_FIELD(DV, TCPOptions), Conv::GetInt, "GetMethodID getTCPOptions call failed!\n"),
-    F("getTargetAddress", kStringGetterSig, DVH_FIELD(DV, targetAddr), Conv::GetText,
-      "GetMethodID getTargetAddress call failed!\n")
+    M("getDeviceType", DVH_FIELD(DV, deviceType), Conv::GetInt),
+    M("getExecutionThrottle", DVH_FIELD(DV, exeThrottle), Conv::GetInt),
+    M("getFirstBurstSize", DVH_FIELD(DV, firstBurstSize), Conv::GetInt),
+    M("getIPOptions", DVH_FIELD(DV, IPOptions), Conv::GetInt),
+    M("getMaxRxDataSegmentLen", DVH_FIELD(DV, MaxRxDataSegmentLen), Conv::GetInt),
+    M("getDefaultTime2Wait", DVH_FIELD(DV, DefaultTime2Wait), Conv::GetInt),
+    M("getDefaultTime2Retain", DVH_FIELD(DV, DefaultTime2Retain), Conv::GetInt),
+    M("getKeepAliveTO", DVH_FIELD(DV, keepAliveTimeout), Conv::GetInt),
+    M("getMaxOutstandingR2T", DVH_FIELD(DV, maxOutstandingR2T), Conv::GetInt),
+    M("getTCPOptions", DVH_FIELD(DV, TCPOptions), Conv::GetInt),
+    M("getTargetAddress", DVH_FIELD(DV, targetAddr), Conv::GetText)
         .bound(sizeof(DV::targetAddr)),
-    F("getPortNumber", "()I", DVH_FIELD(DV, portNumber), Conv::GetInt, "GetMethodID getPortNumber call failed!\n"),
+    M("getPortNumber", DVH_FIELD(DV, portNumber), Conv::GetInt),
 };
 
 static_assert(marshal::validTable(kDDBSessionId) && marshal::validTable(kDDBIdentity) &&

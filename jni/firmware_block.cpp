@@ -16,70 +16,58 @@
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
 using marshal::Field;
+using marshal::M;
+using marshal::Msg;
 
 namespace {
 
 using IF = INITFWISCSI;
 
 constexpr Field kInitFWToJava[] = {
-    F("setFWOptions", "(S)V", DVH_FIELD(IF, FWOptions), Conv::SetShort,
-      "GetMethodID setFWOptions - Obj call failed!\n"),
-    F("setAddFWOptions", "(S)V", DVH_FIELD(IF, addFWOptions), Conv::SetShort,
-      "GetMethodID setAddFWOptions - Obj call failed!\n"),
-    F("setJumboPacketSize", "(I)V", DVH_FIELD(IF, EthernetMTU), Conv::SetInt,
-      "GetMethodID setJumboPacketSize - Obj call failed!\n"),
-    F("setZIOCount", "(S)V", DVH_FIELD(IF, ZIO), Conv::SetShort, "GetMethodID setZIOCount call failed!\n"),
-    F("setVLAN_TCI_TO_InitFW", "(I)V", DVH_FIELD(IF, TCI), Conv::SetInt,
-      "GetMethodID setVLAN_TCI_TO_InitFW - Obj call failed!\n"),
-    F("setReserved1", "(B)V", DVH_FIELD(IF, Reserved1), Conv::SetByte, "GetMethodID setReserved1 - Obj call failed!\n"),
-    F("setWakeupThreshold", "(S)V", DVH_FIELD(IF, wakeupThreshold), Conv::SetShort,
-      "GetMethodID setWakeupThreshold - Obj call failed!\n"),
+    M("setFWOptions", DVH_FIELD(IF, FWOptions), Conv::SetShort, Msg::Obj),
+    M("setAddFWOptions", DVH_FIELD(IF, addFWOptions), Conv::SetShort, Msg::Obj),
+    M("setJumboPacketSize", DVH_FIELD(IF, EthernetMTU), Conv::SetInt, Msg::Obj),
+    M("setZIOCount", DVH_FIELD(IF, ZIO), Conv::SetShort),
+    M("setVLAN_TCI_TO_InitFW", DVH_FIELD(IF, TCI), Conv::SetInt, Msg::Obj),
+    M("setReserved1", DVH_FIELD(IF, Reserved1), Conv::SetByte, Msg::Obj),
+    M("setWakeupThreshold", DVH_FIELD(IF, wakeupThreshold), Conv::SetShort, Msg::Obj),
 };
 // On the InitFW object's DevEntry; a missing setter is reported as 4099.
 constexpr Field kInitFWDevEntryToJava[] = {
-    F("setTaskManagementTimeout", "(S)V", DVH_FIELD(IF, taskMngmntTimeout), Conv::SetShort,
-      "GetMethodID setTaskManagementTimeout call failed!\n")
+    M("setTaskManagementTimeout", DVH_FIELD(IF, taskMngmntTimeout), Conv::SetShort)
         .status(kStatusNullObject)
         .trace("InitFW taskMngmntTimeout=%d\n"),
-    F("setRxTCPWindowScale", "(S)V", DVH_FIELD(IF, TCPWindowScaleFactor), Conv::SetShort,
-      "GetMethodID setRxTCPWindowScale call failed!\n")
+    M("setRxTCPWindowScale", DVH_FIELD(IF, TCPWindowScaleFactor), Conv::SetShort)
         .status(kStatusNullObject)
         .trace("InitFW TCPWindowScaleFactor=%d\n"),
 };
 
 constexpr Field kInitFWFromJava[] = {
-    F("getFWOptions", "()S", DVH_FIELD(IF, FWOptions), Conv::GetShort,
-      "GetMethodID getFWOptions - Obj call failed!\n"),
-    F("getAddFWOptions", "()S", DVH_FIELD(IF, addFWOptions), Conv::GetShort,
-      "GetMethodID getAddFWOptions - Obj call failed!\n"),
-    F("getJumboPacketSize", "()I", DVH_FIELD(IF, EthernetMTU), Conv::GetInt,
-      "GetMethodID getJumboPacketSize call failed!\n"),
-    F("getZIOCount", "()S", DVH_FIELD(IF, ZIO), Conv::GetShort, "GetMethodID getZIOCount call failed!\n"),
-    F("getVLAN_TCI", "()I", DVH_FIELD(IF, TCI), Conv::GetInt, "GetMethodID getVLAN_TCI call failed!\n")
+    M("getFWOptions", DVH_FIELD(IF, FWOptions), Conv::GetShort, Msg::Obj),
+    M("getAddFWOptions", DVH_FIELD(IF, addFWOptions), Conv::GetShort, Msg::Obj),
+    M("getJumboPacketSize", DVH_FIELD(IF, EthernetMTU), Conv::GetInt),
+    M("getZIOCount", DVH_FIELD(IF, ZIO), Conv::GetShort),
+    M("getVLAN_TCI", DVH_FIELD(IF, TCI), Conv::GetInt)
         .trace("Called getVLAN_TCI(), value:0x%x\n"),
 };
 constexpr Field kInitFWDevEntryFromJava[] = {
-    F("getTaskManagementTimeout", "()S", DVH_FIELD(IF, taskMngmntTimeout), Conv::GetShort,
-      "GetMethodID getTaskManagementTimeout call failed!\n")
+    M("getTaskManagementTimeout", DVH_FIELD(IF, taskMngmntTimeout), Conv::GetShort)
         .status(kStatusNullObject)
         .trace("taskMngmntTimeout from GUI(for INITFWISCSI)=%d\n"),
-    F("getRxTCPWindowScale", "()S", DVH_FIELD(IF, TCPWindowScaleFactor), Conv::GetShort,
-      "GetMethodID getRxTCPWindowScale call failed!\n")
+    M("getRxTCPWindowScale", DVH_FIELD(IF, TCPWindowScaleFactor), Conv::GetShort)
         .status(kStatusNullObject)
         .trace("getRxTCPWindowScale() from GUI (for INITFWISCSI)=%d\n"),
 };
 // The node's name and alias go into the block; the name is cut at 224 bytes.
 constexpr Field kNodeNamesIntoBlock[] = {
-    F("getiSCSIName", kStringGetterSig, DVH_FIELD(IF, iSCSIName), Conv::GetText, "GetMethodID  getiSCSIName call failed!\n")
+    M("getiSCSIName", DVH_FIELD(IF, iSCSIName), Conv::GetText, Msg::Wide)
         .bound(224),
-    F("getAlias", kStringGetterSig, DVH_FIELD(IF, Alias), Conv::GetText, "GetMethodID  getAlias call failed!\n")
+    M("getAlias", DVH_FIELD(IF, Alias), Conv::GetText, Msg::Wide)
         .bound(sizeof(IF::Alias)),
 };
 constexpr Field kAdapterTcpWindowFromJava[] = {
-    F("getHBA_Level_TCPMaxWindowSize", "()I", 0, 2, Conv::GetInt,
-      "GetMethodID getHBA_Level_TCPMaxWindowSize call failed!\n"),
+    M("getHBA_Level_TCPMaxWindowSize", 0, 2, Conv::GetInt),
 };
 
 static_assert(marshal::validTable(kInitFWToJava) && marshal::validTable(kInitFWDevEntryToJava) &&
