@@ -331,8 +331,6 @@ bool looksLate(Conv conv) { return conv == Conv::SetIPAddr || conv == Conv::AddN
 
 const char* signatureFor(const Field& f, char* buffer, size_t size)
 {
-    if (f.signature)
-        return f.signature;
     if (f.conv != Conv::AddNew)
         return signatureOf(f.conv);
     if (!f.objectSpec)

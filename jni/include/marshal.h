@@ -43,9 +43,6 @@
 //     .lookOnly()      the accessor is looked up (its absence is an error)
 //                      but never called
 //
-// The older form F(name, signature, DVH_FIELD(...), conv, message) still
-// compiles and means the same; new tables use M.
-//
 // CONVERSIONS (record -> Java through a setter, Java -> record through a getter)
 //   SetInt "(I)V" / GetInt "()I"       unsigned field of 1, 2 or 4 bytes, zero-extended;
 //                                      the getter keeps the low `width` bytes
@@ -161,7 +158,6 @@ struct ObjectSpec;
 
 struct Field {
     const char* name;
-    const char* signature;  // null: the conversion's
     uint32_t offset;
     uint32_t width;
     Conv conv;
@@ -214,16 +210,9 @@ constexpr ObjectSpec objectSpec(const char* className, const Field (&fields)[N],
 // width), conversion, form of the missing-accessor message.
 constexpr Field M(const char* name, uint32_t offset, uint32_t width, Conv conv, Msg form = Msg::Plain)
 {
-    Field f{name, nullptr, offset, width, conv, nullptr};
+    Field f{name, offset, width, conv, nullptr};
     f.form = form;
     return f;
-}
-
-// The older form, with signature and message written out.
-constexpr Field F(const char* name, const char* signature, uint32_t offset, uint32_t width, Conv conv,
-                  const char* missingMessage)
-{
-    return Field{name, signature, offset, width, conv, missingMessage};
 }
 
 // The JNI signature each conversion requires (AddNew's depends on its class:
@@ -282,15 +271,6 @@ constexpr const char* signatureOf(Conv conv)
 // `buffer`. Null when it does not fit.
 const char* signatureFor(const Field& f, char* buffer, size_t size);
 
-constexpr bool sameText(const char* a, const char* b)
-{
-    while (*a && *a == *b) {
-        ++a;
-        ++b;
-    }
-    return *a == *b;
-}
-
 constexpr bool widthFits(const Field& f)
 {
     switch (f.conv) {
@@ -336,16 +316,14 @@ constexpr bool widthFits(const Field& f)
     return false;
 }
 
-// Checked at compile time for every table: written-out signatures agree with
-// the conversions, widths with the fields, copy bounds stay inside their
-// fields and every entry has a message.
+// Checked at compile time for every table: widths agree with the
+// conversions, copy bounds stay inside their fields and every entry has a
+// message.
 template <size_t N>
 constexpr bool validTable(const Field (&fields)[N])
 {
     for (size_t i = 0; i < N; ++i) {
         const Field& f = fields[i];
-        if (f.signature && (f.conv == Conv::AddNew || !sameText(f.signature, signatureOf(f.conv))))
-            return false;
         if (!widthFits(f) || (f.form == Msg::Text && !f.missingMessage) || !f.name)
             return false;
     }
