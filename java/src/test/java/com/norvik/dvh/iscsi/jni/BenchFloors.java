@@ -14,4 +14,7 @@ final class BenchFloors {
     static native int fwData(int handle, int dev, Object hba);
 
     static native int aenLines(int handle, int dev, Object host);
+
+    /** malloc_trim(0): free memory of the C heap back to the system. */
+    static native void trimNativeHeap();
 }
