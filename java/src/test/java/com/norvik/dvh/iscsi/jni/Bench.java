@@ -3,6 +3,7 @@ package com.norvik.dvh.iscsi.jni;
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
+import com.norvik.dvh.iscsi.model.BootInfo;
 import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.ChipInfo;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
@@ -15,10 +16,13 @@ import com.norvik.dvh.iscsi.model.NodeInfo;
 import com.norvik.dvh.iscsi.model.SCSIInqInfo;
 import com.norvik.dvh.iscsi.model.Target;
 import com.norvik.dvh.iscsi.model.TargetInfo;
+import com.norvik.dvh.iscsi.model.VitalProductData;
 import com.norvik.dvh.iscsi.model.iSNSDiscoveryConfig;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
+import java.io.IOException;
 import java.io.PrintStream;
+import java.io.UncheckedIOException;
 import java.lang.management.ManagementFactory;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -235,6 +239,15 @@ public final class Bench {
         iSNSDiscoveryConfig isns = new iSNSDiscoveryConfig();
         api.getiSNSDiscoveryConfig(0, isns);
         String crashFile = scratch.resolve("crash.bin").toString();
+        BootInfo boot = new BootInfo();
+        api.getBootInfo(0, boot);
+        Path image = scratch.resolve("firmware.bin");
+        try {
+            Files.write(image, new byte[] {0x4e, 0x56, 0x46, 0x57, 1, 2, 3, 4});
+        } catch (IOException e) {
+            throw new UncheckedIOException(e);
+        }
+        String firmwareImage = image.toString();
         Host host = new Host();
 
         m.put("getVersioniSCSI", () -> api.getVersioniSCSI().length());
@@ -275,6 +288,13 @@ public final class Bench {
         m.put("setSecurityPolicies", () -> api.setSecurityPolicies(0, policyArray));
         m.put("getiSCSISecurityInfo", () -> api.getiSCSISecurityInfo(0, new HBA()));
         m.put("getiSCSISecurityStatistics", () -> api.getiSCSISecurityStatistics(0, new HBA()));
+        m.put("getBootInfo", () -> api.getBootInfo(0, new BootInfo()));
+        m.put("getRunningBIOSInfo", () -> api.getRunningBIOSInfo(0, new BootInfo()));
+        m.put("setBootInfo", () -> api.setBootInfo(0, boot));
+        m.put("getIBMVPD", () -> api.getIBMVPD(0, new VitalProductData()));
+        m.put("iSCSIUpdateFW", () -> api.iSCSIUpdateFW(0, firmwareImage, 1) ? 1 : 0);
+        m.put("iSCSIGetDriverVersion", () -> api.iSCSIGetDriverVersion(0, null, "nvs2210.ko", null).length());
+        m.put("updateDriver", () -> api.updateDriver("/opt/norvik/drivers", 3) == null ? 0 : 1);
         m.put("flushSAs", () -> api.flushSAs(0, 0));
         m.put("ignoreAENs", () -> api.ignoreAENs(0, 0, 0));
         m.put("startAENValidTime", () -> api.startAENValidTime(0, 0));
