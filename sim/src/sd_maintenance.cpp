@@ -25,6 +25,8 @@ static_assert(sizeof(VPD_INFO) == 140, "VPD_INFO");
 constexpr uint32_t kVpdVendorId = 0x02010000;
 // Image type of the boot code.
 constexpr uint16_t kImageBootcode = 6;
+// Images an adapter keeps in its list of accepted updates.
+constexpr size_t kFlashUpdatesKept = 16;
 // The DHCP texts' field width.
 constexpr uint8_t kDhcpTextMax = 12;
 
@@ -120,6 +122,8 @@ SD_EXPORT SD_STATUS SDUpdateiSCSIFW(SDMGT_HANDLE handle, const char* path, uint1
   if (readError) return c.done(IZKSIM_ST_FILE_ERROR);
   if (size == 0) return c.done(IZKSIM_ST_INVALID_PARAMETER);
   if (type == kImageBootcode && a->bootcodeEraseNeeded) return c.done(IZKSIM_ST_BOOTCODE_ERASE_NEEDED);
+  // The adapter remembers the most recent images only, so that long runs stay bounded.
+  if (a->flashUpdates.size() >= kFlashUpdatesKept) a->flashUpdates.erase(a->flashUpdates.begin());
   a->flashUpdates.push_back({path, type, size});
   if (type == kImageBootcode) a->bootcode[offsetof(SDMBOOTCODE, BootcodeValid)] = 1;
   return c.done(IZKSIM_OK);

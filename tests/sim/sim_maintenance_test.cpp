@@ -170,6 +170,15 @@ TEST_F(SimTest, FirmwareUpdateTakesReadableImagesAndRefusesBootCodeUntilErased) 
   EXPECT_EQ(2u, state["adapters"][1]["//flashUpdates"].size());
   EXPECT_EQ(5000, state["adapters"][1]["//flashUpdates"][1]["size"]);
   EXPECT_EQ(false, state["adapters"][1]["bootcodeEraseNeeded"]);
+
+  // The list keeps the 16 most recent images.
+  TempImage small(10);
+  for (int i = 0; i < 20; i++) ASSERT_EQ(0u, SDUpdateiSCSIFW(h1, small.path.c_str(), 1));
+  std::vector<char> again(izksim_state_json(nullptr, 0) + 1);
+  izksim_state_json(again.data(), again.size());
+  const json later = json::parse(again.data());
+  EXPECT_EQ(16u, later["adapters"][1]["//flashUpdates"].size());
+  EXPECT_EQ(10, later["adapters"][1]["//flashUpdates"][0]["size"]);
 }
 
 TEST_F(SimTest, MaintenanceSectionsSurviveADumpAndReload) {
