@@ -59,9 +59,9 @@ import picocli.CommandLine.TypeConversionException;
             "Each adapter's targets with an active session are listed with their LUNs in the manner of lsscsi: "
                     + "[bus:target:lun], vendor, product, revision, capacity in decimal units and WWULN.",
             "",
-            "The report also lists the CHAP table (entry names only, never secrets) and the iSNS discovery "
-                    + "settings with the targets the iSNS server reported; --logs adds each adapter's "
-                    + "connection error log and ARP table.",
+            "The report also lists the CHAP table (entry names only, never secrets), the iSNS discovery "
+                    + "settings with the targets the iSNS server reported, the boot code settings and the vital "
+                    + "product data; --logs adds each adapter's connection error log and ARP table.",
             "",
             "With --watch SECONDS the adapters' asynchronous events are watched instead of reported on: "
                     + "event collection is switched on for every adapter, each adapter is asked for its "
@@ -386,7 +386,7 @@ public class Examiner implements Callable<Integer> {
 
     /** One adapter: its properties, firmware block and device database, and what could not be read. */
     @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "targets", "security",
-        "chapTable", "isns", "logs"})
+        "chapTable", "isns", "boot", "vpd", "logs"})
     public static class AdapterReport {
         public int instance;
         /** One line per native call that did not succeed, e.g. "getChipInfo: status 0x2000002d". */
@@ -402,6 +402,9 @@ public class Examiner implements Callable<Integer> {
         /** CHAP entries by name, never their secrets. */
         public ChapReport chapTable;
         public IsnsReport isns;
+        /** Boot code settings and the vital product data. */
+        public BootReport boot;
+        public VpdReport vpd;
         /** The connection error log and ARP table; only with --logs. */
         @JsonInclude(JsonInclude.Include.NON_NULL)
         public LogsReport logs;
@@ -432,6 +435,8 @@ public class Examiner implements Callable<Integer> {
             a.security = SecurityReport.gather(api, instance, a.problems);
             a.chapTable = ChapReport.gather(api, instance, a.problems);
             a.isns = IsnsReport.gather(api, instance, a.problems);
+            a.boot = BootReport.gather(api, instance, a.properties.model, a.problems);
+            a.vpd = VpdReport.gather(api, instance, a.problems);
             if (withLogs) {
                 a.logs = LogsReport.gather(api, instance, a.problems);
             }
@@ -469,6 +474,8 @@ public class Examiner implements Callable<Integer> {
             }
             chapTable.appendText(sb);
             isns.appendText(sb);
+            boot.appendText(sb);
+            vpd.appendText(sb);
             if (logs != null) {
                 logs.appendText(sb);
             }

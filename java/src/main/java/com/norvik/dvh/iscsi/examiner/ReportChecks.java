@@ -22,6 +22,11 @@ final class ReportChecks {
         return o == null || o.toString().isEmpty() ? "-" : o.toString();
     }
 
+    /** One "    Label:             value" line of a section, "-" for a missing value. */
+    static void line(StringBuilder sb, String label, Object value) {
+        sb.append(String.format("    %-19s %s\n", label + ":", orDash(value)));
+    }
+
     /** "1 entry", "3 entries". */
     static String count(int n, String one, String many) {
         return n + " " + (n == 1 ? one : many);

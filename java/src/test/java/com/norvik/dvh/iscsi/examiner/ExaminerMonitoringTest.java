@@ -6,11 +6,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import com.norvik.dvh.iscsi.jni.NativeTestBase;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
-import java.io.PrintWriter;
-import java.io.StringWriter;
 import java.util.List;
 
 import org.junit.jupiter.api.Test;
@@ -19,27 +16,11 @@ import org.junit.jupiter.api.Test;
  * The examiner's CHAP, iSNS and log sections against the default simulated adapters: names and
  * settings are shown, secrets never; the logs only with --logs.
  */
-class ExaminerMonitoringTest extends NativeTestBase {
+class ExaminerMonitoringTest extends ExaminerTestBase {
 
     private static final ObjectMapper JSON = new ObjectMapper();
     private static final List<String> SECRETS =
             List.of("Tq7#vault-a1!", "m0nsoon-Ridge-4412", "c4-Basalt-99z", "Larch_Yew_Elm_7", "Fjord+Cedar+31");
-
-    private String out;
-    private String nativeOut;
-    private int exitCode;
-
-    private void examine(String... args) {
-        StringWriter sw = new StringWriter();
-        nativeOut = stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
-        out = sw.toString();
-    }
-
-    private static String section(String report, String from, String to) {
-        int a = report.indexOf(from);
-        int b = report.indexOf(to, a + 1);
-        return report.substring(a, b < 0 ? report.length() : b);
-    }
 
     @Test
     void textShowsChapNamesAndTheIsnsTargetsButNoSecret() {
@@ -62,7 +43,7 @@ class ExaminerMonitoringTest extends NativeTestBase {
                 + "      iqn.2011-02.com.orbital:storemax.lun-set1       orbital-1         192.168.50.101"
                 + "            3260\n"
                 + "      iqn.2007-05.com.kestrel:ks700.array2            kestrel-2         192.168.50.102"
-                + "            3261\n", section(out, "  CHAP table", "\nAdapter 1") + "");
+                + "            3261\n", section(out, "  CHAP table", "  Boot code"));
         assertFalse(out.contains("Connection error log"));
         for (String secret : SECRETS) {
             assertFalse(out.contains(secret) || nativeOut.contains(secret), secret);

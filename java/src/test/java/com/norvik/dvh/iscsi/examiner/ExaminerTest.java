@@ -7,13 +7,10 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import com.norvik.dvh.iscsi.jni.NativeTestBase;
 import com.norvik.dvh.iscsi.jni.SimScenarios;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
 import java.io.IOException;
-import java.io.PrintWriter;
-import java.io.StringWriter;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -24,7 +21,7 @@ import java.util.concurrent.TimeUnit;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
-class ExaminerTest extends NativeTestBase {
+class ExaminerTest extends ExaminerTestBase {
 
     private static final ObjectMapper JSON = new ObjectMapper();
 
@@ -68,16 +65,25 @@ class ExaminerTest extends NativeTestBase {
             + "   \"wwuln\": \"50:0a:cd:e1:00:0a:00:00\", \"blocks\": 2097152, \"blockLength\": 512}]}]},"
             + "{\"instance\": 1}]}";
 
-    private String out;
-    private String nativeOut;
-    private int exitCode;
+    /** The boot code and VPD sections of an adapter whose scenario gives neither. */
+    private static final String NO_BOOT_CODE_OR_VPD = "  Boot code\n"
+            + "    Version:            0.0 (no valid image)\n"
+            + "    State:              enabled\n"
+            + "    Flags:              0x0000\n"
+            + "    Primary target:     none\n"
+            + "    Secondary target:   none\n"
+            + "    DHCP vendor id:     -\n"
+            + "    DHCP alt client id: -\n"
+            + "  Vital product data\n"
+            + "    Description:        -\n"
+            + "    Part number:        -\n"
+            + "    EC level:           -\n"
+            + "    Manufacture id:     -\n"
+            + "    FRU number:         -\n"
+            + "    CCIN:               -\n"
+            + "    Brand:              -\n";
 
-    private void examine(String... args) {
-        StringWriter sw = new StringWriter();
-        // What the native side prints goes to the process's standard output, never into the report.
-        nativeOut = stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
-        out = sw.toString();
-    }
+
 
     @Test
     void textReportShowsPropertiesFirmwareBlockAndDatabaseOfEveryAdapter() {
@@ -139,6 +145,7 @@ class ExaminerTest extends NativeTestBase {
                 + "    Discovery:          disabled\n"
                 + "    Server:             -\n"
                 + "    Targets:            0\n"
+                + NO_BOOT_CODE_OR_VPD
                 + "\n"
                 + "Adapter 1\n"
                 + "  Properties\n"
@@ -179,7 +186,8 @@ class ExaminerTest extends NativeTestBase {
                 + "  iSNS discovery\n"
                 + "    Discovery:          disabled\n"
                 + "    Server:             -\n"
-                + "    Targets:            0\n", out);
+                + "    Targets:            0\n"
+                + NO_BOOT_CODE_OR_VPD, out);
         assertEquals(List.of(0L, 1L, 2L), argOfCalls("SDOpenDeviceiSCSI", "instance"));
         // The scenario gives no handles: the simulator's 100 + instance.
         assertEquals(List.of(100L, 101L), argOfCalls("SDCloseDeviceiSCSI", "handle"));

@@ -5,18 +5,15 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import com.norvik.dvh.iscsi.jni.NativeTestBase;
 import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
-import java.io.PrintWriter;
-import java.io.StringWriter;
 import java.util.List;
 
 import org.junit.jupiter.api.Test;
 
 /** The examiner's targets and LUNs: one line per LUN in the manner of lsscsi, text and JSON. */
-class TargetsReportTest extends NativeTestBase {
+class TargetsReportTest extends ExaminerTestBase {
 
     private static final ObjectMapper JSON = new ObjectMapper();
 
@@ -58,22 +55,6 @@ class TargetsReportTest extends NativeTestBase {
             + "  \"node\": {\"sessionId\": 90, \"nodeInfo\": {\"iscsiName\": \"iqn.2015-08.org.heron:pool9\"}},"
             + "  \"luns\": [{\"lun\": 3, \"vendor\": \"HERON\", \"product\": \"Pool 9\", \"revision\": \"3\","
             + "   \"wwuln\": \"50:22:33:44:55:66:99:03\", \"blocks\": \"0x100000000\", \"blockLength\": 4096}]}]}]}";
-
-    private String out;
-    private int exitCode;
-
-    private void examine(String... args) {
-        StringWriter sw = new StringWriter();
-        stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
-        out = sw.toString();
-    }
-
-    private static String section(String report, String from, String to) {
-        int a = report.indexOf(from);
-        int b = report.indexOf(to, a + 1);
-        assertTrue(a >= 0 && b > a, report);
-        return report.substring(a, b);
-    }
 
     @Test
     void textListsEachTargetWithSessionAndItsLunsLikeLsscsi() {
