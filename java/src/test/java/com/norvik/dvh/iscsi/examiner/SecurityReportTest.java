@@ -6,16 +6,12 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import com.norvik.dvh.iscsi.jni.NativeTestBase;
 import com.norvik.dvh.iscsi.sim.SimControl;
-
-import java.io.PrintWriter;
-import java.io.StringWriter;
 
 import org.junit.jupiter.api.Test;
 
 /** The examiner's IPsec section: policy table without keys, SAs per policy, counters. */
-class SecurityReportTest extends NativeTestBase {
+class SecurityReportTest extends ExaminerTestBase {
 
     private static final ObjectMapper JSON = new ObjectMapper();
 
@@ -43,16 +39,6 @@ class SecurityReportTest extends NativeTestBase {
             + "  \"inPkts\": \"0xFFFFFFFFFFFFFFFF\", \"inBytes\": 2, \"outPkts\": 3, \"outBytes\": 4,"
             + "  \"authErrors\": 1, \"replayErrors\": 2, \"padErrors\": 3}]},"
             + "{\"instance\": 1}]}";
-
-    private String out;
-    private String nativeOut;
-    private int exitCode;
-
-    private void examine(String... args) {
-        StringWriter sw = new StringWriter();
-        nativeOut = stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true)).execute(args));
-        out = sw.toString();
-    }
 
     @Test
     void textReportShowsPoliciesTheirSAsAndTheCountersButNoKey() {
