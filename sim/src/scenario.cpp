@@ -248,7 +248,7 @@ static Adapter load_adapter(const json& j, const std::string& path) {
     static const char* const known[] = {"instance", "handle", "portal",  "node",    "driver",           "chip",
                                         "initFw",   "fwDefaults", "alias", "tcpMaxWindowSize", "ddb", "targets",
                                         "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode",
-                                        "bootcodeDhcp", "vpd", "bootcodeEraseNeeded"};
+                                        "bootcodeDhcp", "vpd", "bootcodeEraseNeeded", "failures"};
     bool ok = is_comment_key(it.key()) || is_later_section(it.key()) || is_security_key(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
     for (const char* k : kOwnSections) ok = ok || it.key() == k;
@@ -310,6 +310,12 @@ static Adapter load_adapter(const json& j, const std::string& path) {
   }
   a.scriptNextMs.assign(a.script.size(), kScriptDone);
   if (j.contains("aenEnabled")) a.aenEnabled = json_bool(j["aenEnabled"], path + ".aenEnabled");
+  if (j.contains("failures")) {
+    require_object(j["failures"], path + ".failures");
+    for (auto it = j["failures"].begin(); it != j["failures"].end(); ++it)
+      if (!is_comment_key(it.key()))
+        a.failures[it.key()] = uint32_t(json_uint(*it, path + ".failures." + it.key(), 0xFFFFFFFFu));
+  }
   load_security(j, path, a.security);
   load_chap_section(j, path, a);
   load_isns_sections(j, path, a);
@@ -416,6 +422,7 @@ json dump_state(const State& state) {
     dump_log_sections(a, ja);
     dump_maintenance_sections(a, ja);
     for (auto it = a.later.begin(); it != a.later.end(); ++it) ja[it.key()] = *it;
+    if (!a.failures.empty()) ja["failures"] = a.failures;
     adapters.push_back(ja);
   }
   return {{"version", state.version}, {"adapters", adapters}};

@@ -107,6 +107,8 @@ class SdCall {
   Adapter* open_adapter(uint32_t handle);
 
  private:
+  bool recorded_failure();
+
   Sim& sim_;
   std::unique_lock<std::mutex> lock_;
   CallRecord rec_;

@@ -215,10 +215,25 @@ SdCall& SdCall::rec(const char* name, const void* data, size_t size) {
 
 bool SdCall::faulted() {
   auto it = sim_.faults.find(rec_.fn);
-  if (it == sim_.faults.end()) return chaos_fault(rec_.fn, status_);
+  if (it == sim_.faults.end()) return recorded_failure() || chaos_fault(rec_.fn, status_);
   status_ = it->second.status;
   if (it->second.once) sim_.faults.erase(it);
   return true;
+}
+
+// A scenario's "failures": this function fails on this open adapter as it did
+// on the adapter the scenario was recorded from.
+bool SdCall::recorded_failure() {
+  for (const CallArg& a : rec_.args) {
+    if (std::strcmp(a.name, "handle") != 0) continue;
+    Adapter* adapter = sim_.state.by_handle(uint32_t(a.value));
+    if (!adapter || !adapter->open || adapter->failures.empty()) return false;
+    auto f = adapter->failures.find(rec_.fn);
+    if (f == adapter->failures.end()) return false;
+    status_ = f->second;
+    return true;
+  }
+  return false;
 }
 
 Adapter* SdCall::open_adapter(uint32_t handle) {

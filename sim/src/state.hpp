@@ -123,6 +123,9 @@ struct Adapter {
   std::map<uint32_t, DdbEntry> ddb;  // index -> entry
   std::vector<Target> targets;
   SecurityState security;  // IPsec engine
+  // "failures": SD function -> the status it answers on this adapter (a
+  // recorded adapter's refusals), whatever the arguments.
+  std::map<std::string, uint32_t> failures;
 
   std::deque<Event> events;
   bool aenEnabled = false;

@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# The recording proxy forwards every SD function the simulator offers, and nothing else starting
+# with SD: a function added to the simulator needs a forwarder in sim/recorder/recorder.cpp (and
+# its name in sim/recorder/sd_functions.hpp).
+#   exports.sh SIMULATOR PROXY
+set -euo pipefail
+sd() { nm -D --defined-only "$1" | awk '$3 ~ /^SD/ {print $3}' | sort; }
+if ! diff <(sd "$1") <(sd "$2"); then
+  echo "exports: '<' lines lack a forwarder in the recorder, '>' lines are not in the simulator"
+  exit 1
+fi
+echo "exports: $(sd "$2" | wc -l) SD functions forwarded"
