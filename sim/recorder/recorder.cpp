@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <string>
 
 #include "recording.hpp"
 #include "sd_functions.hpp"
@@ -46,16 +47,26 @@ Real load_real() {
     return r;
   }
   // RTLD_DEEPBIND: the real library's calls of its own SD functions stay
-  // inside it instead of coming back through these forwarders.
+  // inside it instead of coming back through these forwarders. The
+  // sanitizers' runtime refuses it; their builds bind the usual way.
+#if defined(__SANITIZE_ADDRESS__)
+  void* lib = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+#else
   void* lib = dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+#endif
   if (!lib) {
     std::fprintf(stderr, "izksdm recorder: cannot load %s: %s\n", path, dlerror());
     return r;
   }
+  std::string missing;
+  int count = 0;
   for (int i = 0; i < kFunctionCount; ++i) {
     r.fn[i] = dlsym(lib, kNames[i]);
-    if (!r.fn[i]) std::fprintf(stderr, "izksdm recorder: %s has no %s\n", path, kNames[i]);
+    if (!r.fn[i] && count++ < 3) missing += std::string(missing.empty() ? "" : ", ") + kNames[i];
   }
+  if (count)
+    std::fprintf(stderr, "izksdm recorder: %s lacks %d SD functions (%s%s); they answer 0x%08x\n", path, count,
+                 missing.c_str(), count > 3 ? ", ..." : "", kInvalidHandle);
   install_hooks();
   return r;
 }
@@ -97,9 +108,10 @@ void with_adapter(uint32_t handle, F f) {
 void read_answer(uint32_t handle, Fn fn, uint32_t status, const void* record, size_t size) {
   with_adapter(handle, [&](AdapterRec& a) {
     if (status == 0 && record) {
-      a.reads[fn].bytes.assign(static_cast<const uint8_t*>(record), static_cast<const uint8_t*>(record) + size);
-      a.reads[fn].seen = true;
-      a.failures.erase(fn);
+      Answer& answer = a.reads[fn];
+      answer.bytes.assign(static_cast<const uint8_t*>(record), static_cast<const uint8_t*>(record) + size);
+      answer.seen = true;
+      if (!a.failures.empty()) a.failures.erase(fn);
     } else if (status != 0) {
       a.failures[fn] = status;
     }
@@ -381,7 +393,10 @@ IZKREC_EXPORT SD_STATUS SDGetDDBEntryNum(SDMGT_HANDLE handle, uint32_t* count) {
 IZKREC_EXPORT SD_STATUS SDGetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index) {
   const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetDDBEntry, handle, entry, index);
   if (st == 0 && entry)
-    with_adapter(handle, [&](AdapterRec& a) { a.ddb[index] = bytes_of(entry, sizeof *entry); });
+    with_adapter(handle, [&](AdapterRec& a) {
+      const uint8_t* b = reinterpret_cast<const uint8_t*>(entry);
+      a.ddb[index].assign(b, b + sizeof *entry);
+    });
   return st;
 }
 

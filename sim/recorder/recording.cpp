@@ -32,10 +32,13 @@ Recording& recording() {
 }
 
 AdapterRec* Recording::by_handle(uint32_t handle) {
+  if (last && last->handle == handle) return last;
   auto it = instanceOf.find(handle);
   if (it == instanceOf.end()) return nullptr;
   auto a = adapters.find(it->second);
-  return a == adapters.end() || a->second.handle != handle ? nullptr : &a->second;
+  if (a == adapters.end() || a->second.handle != handle) return nullptr;
+  last = &a->second;
+  return last;
 }
 
 namespace {

@@ -78,6 +78,7 @@ struct Recording {
   std::optional<std::string> version;
   std::map<uint32_t, AdapterRec> adapters;  // instance -> adapter
   std::map<uint32_t, uint32_t> instanceOf;  // handle -> instance
+  AdapterRec* last = nullptr;               // the adapter looked up last (map nodes stay put)
 
   // The adapter with this handle, or null for a handle never opened through us.
   AdapterRec* by_handle(uint32_t handle);
