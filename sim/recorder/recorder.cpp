@@ -104,17 +104,25 @@ void with_adapter(uint32_t handle, F f) {
   }
 }
 
-// A whole-adapter read: its record on success, its status on failure.
-void read_answer(uint32_t handle, Fn fn, uint32_t status, const void* record, size_t size) {
+// A whole-adapter read: keep(adapter) on success, its status on failure.
+template <class F>
+void read_outcome(uint32_t handle, Fn fn, uint32_t status, F keep) {
   with_adapter(handle, [&](AdapterRec& a) {
-    if (status == 0 && record) {
-      Answer& answer = a.reads[fn];
-      answer.bytes.assign(static_cast<const uint8_t*>(record), static_cast<const uint8_t*>(record) + size);
-      answer.seen = true;
+    if (status == 0) {
+      keep(a);
       if (!a.failures.empty()) a.failures.erase(fn);
-    } else if (status != 0) {
+    } else {
       a.failures[fn] = status;
     }
+  });
+}
+
+void read_answer(uint32_t handle, Fn fn, uint32_t status, const void* record, size_t size) {
+  if (status == 0 && !record) return;
+  read_outcome(handle, fn, status, [&](AdapterRec& a) {
+    Answer& answer = a.reads[fn];
+    answer.bytes.assign(static_cast<const uint8_t*>(record), static_cast<const uint8_t*>(record) + size);
+    answer.seen = true;
   });
 }
 
@@ -195,6 +203,21 @@ std::atomic<bool> g_missing_reported{false};
 
 }  // namespace
 
+// A function whose answers are not recorded (writes, commands): forwarded as it is.
+#define IZKREC_PASS(name, params, args)                  \
+  IZKREC_EXPORT SD_STATUS name params {                  \
+    auto* real_fn = IZKREC_REAL(name);                   \
+    return real_fn ? real_fn args : kInvalidHandle;      \
+  }
+
+// A whole-adapter read of one record: forwarded, the record or the refusal kept.
+#define IZKREC_READ(name, Record)                                 \
+  IZKREC_EXPORT SD_STATUS name(SDMGT_HANDLE handle, Record* record) { \
+    const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, name, handle, record); \
+    read_record(handle, k_##name, st, record);                    \
+    return st;                                                    \
+  }
+
 const char* fn_name(Fn f) { return f >= 0 && f < kFunctionCount ? kNames[f] : "?"; }
 
 TargetRec& AdapterRec::target(uint16_t bus, uint16_t id) {
@@ -224,9 +247,7 @@ IZKREC_EXPORT SD_STATUS SDOpenDeviceiSCSI(uint32_t instance, SDMGT_HANDLE* handl
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDCloseDeviceiSCSI(SDMGT_HANDLE handle) {
-  return IZKREC_FORWARD(kInvalidHandle, SDCloseDeviceiSCSI, handle);
-}
+IZKREC_PASS(SDCloseDeviceiSCSI, (SDMGT_HANDLE handle), (handle))
 
 IZKREC_EXPORT SD_STATUS SDGetVersioniSCSI(char* buffer, uint32_t length) {
   const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetVersioniSCSI, buffer, length);
@@ -248,27 +269,14 @@ IZKREC_EXPORT const char* SDGetErrorStringiSCSI(SD_STATUS status) {
   return IZKREC_REAL(SDGetErrorStringiSCSI)(status);
 }
 
-IZKREC_EXPORT SD_STATUS SDEnableDebugTraceiSCSI(SDMGT_HANDLE* handle, const char* fileName, int32_t level) {
-  return IZKREC_FORWARD(kInvalidHandle, SDEnableDebugTraceiSCSI, handle, fileName, level);
-}
+IZKREC_PASS(SDEnableDebugTraceiSCSI, (SDMGT_HANDLE* handle, const char* fileName, int32_t level), (handle, fileName, level))
 
 // --- Asynchronous event notifications ---------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDStartAENPoll(SDMGT_HANDLE handle, uint32_t intervalMs, SDM_AEN_CALLBACK callback) {
-  return IZKREC_FORWARD(kInvalidHandle, SDStartAENPoll, handle, intervalMs, callback);
-}
-
-IZKREC_EXPORT SD_STATUS SDStopAENPoll(SDMGT_HANDLE handle) {
-  return IZKREC_FORWARD(kInvalidHandle, SDStopAENPoll, handle);
-}
-
-IZKREC_EXPORT SD_STATUS SDEnableAeniSCSI(SDMGT_HANDLE handle, uint32_t intervalMs) {
-  return IZKREC_FORWARD(kInvalidHandle, SDEnableAeniSCSI, handle, intervalMs);
-}
-
-IZKREC_EXPORT SD_STATUS SDDisableAeniSCSI(SDMGT_HANDLE handle, int32_t levelShutdown) {
-  return IZKREC_FORWARD(kInvalidHandle, SDDisableAeniSCSI, handle, levelShutdown);
-}
+IZKREC_PASS(SDStartAENPoll, (SDMGT_HANDLE handle, uint32_t intervalMs, SDM_AEN_CALLBACK callback), (handle, intervalMs, callback))
+IZKREC_PASS(SDStopAENPoll, (SDMGT_HANDLE handle), (handle))
+IZKREC_PASS(SDEnableAeniSCSI, (SDMGT_HANDLE handle, uint32_t intervalMs), (handle, intervalMs))
+IZKREC_PASS(SDDisableAeniSCSI, (SDMGT_HANDLE handle, int32_t levelShutdown), (handle, levelShutdown))
 
 // The events handed out are kept (the newest 1024 per adapter), to be queued
 // again when the scenario loads.
@@ -288,9 +296,7 @@ IZKREC_EXPORT SD_STATUS SDGetAeniSCSI(SDMGT_HANDLE handle, ASYNC_EVENT* events, 
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDSetAENValidTime(SDMGT_HANDLE handle, uint32_t validTime) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetAENValidTime, handle, validTime);
-}
+IZKREC_PASS(SDSetAENValidTime, (SDMGT_HANDLE handle, uint32_t validTime), (handle, validTime))
 
 // --- Adapter properties -----------------------------------------------------
 
@@ -302,93 +308,39 @@ IZKREC_EXPORT SD_STATUS SDGetHbaDevicePortalPropertyiSCSI(SDMGT_HANDLE handle, u
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDGetHbaDeviceNodePropertyiSCSI(SDMGT_HANDLE handle, HBAISCSINODE* property) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetHbaDeviceNodePropertyiSCSI, handle, property);
-  read_record(handle, k_SDGetHbaDeviceNodePropertyiSCSI, st, property);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDGetHbaDeviceDriverPropertyiSCSI(SDMGT_HANDLE handle, DRIVERINFO* property) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetHbaDeviceDriverPropertyiSCSI, handle, property);
-  read_record(handle, k_SDGetHbaDeviceDriverPropertyiSCSI, st, property);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDGetHbaDeviceChipPropertyiSCSI(SDMGT_HANDLE handle, CHIPINFO* property) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetHbaDeviceChipPropertyiSCSI, handle, property);
-  read_record(handle, k_SDGetHbaDeviceChipPropertyiSCSI, st, property);
-  return st;
-}
+IZKREC_READ(SDGetHbaDeviceNodePropertyiSCSI, HBAISCSINODE)
+IZKREC_READ(SDGetHbaDeviceDriverPropertyiSCSI, DRIVERINFO)
+IZKREC_READ(SDGetHbaDeviceChipPropertyiSCSI, CHIPINFO)
 
 IZKREC_EXPORT SD_STATUS SDGetHBAAlias(SDMGT_HANDLE handle, char* alias) {
   const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetHBAAlias, handle, alias);
-  with_adapter(handle, [&](AdapterRec& a) {
-    if (st == 0 && alias) {
-      a.alias = std::string(alias, strnlen(alias, 64));
-      a.failures.erase(k_SDGetHBAAlias);
-    } else if (st != 0) {
-      a.failures[k_SDGetHBAAlias] = st;
-    }
-  });
+  if (st != 0 || alias)
+    read_outcome(handle, k_SDGetHBAAlias, st, [&](AdapterRec& a) { a.alias = std::string(alias, strnlen(alias, 64)); });
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDSetHBAAlias(SDMGT_HANDLE handle, char* alias) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetHBAAlias, handle, alias);
-}
+IZKREC_PASS(SDSetHBAAlias, (SDMGT_HANDLE handle, char* alias), (handle, alias))
 
 IZKREC_EXPORT SD_STATUS SDGetTCPMaxWindowSize(SDMGT_HANDLE handle, uint16_t* size) {
   const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetTCPMaxWindowSize, handle, size);
-  with_adapter(handle, [&](AdapterRec& a) {
-    if (st == 0 && size) {
-      a.tcpMaxWindow = *size;
-      a.failures.erase(k_SDGetTCPMaxWindowSize);
-    } else if (st != 0) {
-      a.failures[k_SDGetTCPMaxWindowSize] = st;
-    }
-  });
+  if (st != 0 || size) read_outcome(handle, k_SDGetTCPMaxWindowSize, st, [&](AdapterRec& a) { a.tcpMaxWindow = *size; });
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDSetTCPMaxWindowSize(SDMGT_HANDLE handle, uint32_t size) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetTCPMaxWindowSize, handle, size);
-}
+IZKREC_PASS(SDSetTCPMaxWindowSize, (SDMGT_HANDLE handle, uint32_t size), (handle, size))
 
 // --- Firmware initialization block ------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDGetInitFW(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetInitFW, handle, initFW);
-  read_record(handle, k_SDGetInitFW, st, initFW);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDSetInitFW(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetInitFW, handle, initFW);
-}
-
-IZKREC_EXPORT SD_STATUS SDGetFWDefaults(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetFWDefaults, handle, initFW);
-  read_record(handle, k_SDGetFWDefaults, st, initFW);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDSetFWDefaults(SDMGT_HANDLE handle, INITFWISCSI* initFW) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetFWDefaults, handle, initFW);
-}
-
-IZKREC_EXPORT SD_STATUS SDRestoreDefaults(SDMGT_HANDLE handle, uint32_t regionMask, uint32_t detailMask) {
-  return IZKREC_FORWARD(kInvalidHandle, SDRestoreDefaults, handle, regionMask, detailMask);
-}
-
-IZKREC_EXPORT SD_STATUS SDResetHBA(SDMGT_HANDLE handle, HBARESET* reset) {
-  return IZKREC_FORWARD(kInvalidHandle, SDResetHBA, handle, reset);
-}
+IZKREC_READ(SDGetInitFW, INITFWISCSI)
+IZKREC_PASS(SDSetInitFW, (SDMGT_HANDLE handle, INITFWISCSI* initFW), (handle, initFW))
+IZKREC_READ(SDGetFWDefaults, INITFWISCSI)
+IZKREC_PASS(SDSetFWDefaults, (SDMGT_HANDLE handle, INITFWISCSI* initFW), (handle, initFW))
+IZKREC_PASS(SDRestoreDefaults, (SDMGT_HANDLE handle, uint32_t regionMask, uint32_t detailMask), (handle, regionMask, detailMask))
+IZKREC_PASS(SDResetHBA, (SDMGT_HANDLE handle, HBARESET* reset), (handle, reset))
 
 // --- Device database --------------------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDGetDDBEntryNum(SDMGT_HANDLE handle, uint32_t* count) {
-  return IZKREC_FORWARD(kInvalidHandle, SDGetDDBEntryNum, handle, count);
-}
+IZKREC_PASS(SDGetDDBEntryNum, (SDMGT_HANDLE handle, uint32_t* count), (handle, count))
 
 IZKREC_EXPORT SD_STATUS SDGetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index) {
   const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetDDBEntry, handle, entry, index);
@@ -400,33 +352,15 @@ IZKREC_EXPORT SD_STATUS SDGetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* ent
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDSetDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetDDBEntry, handle, entry, targetID);
-}
-
-IZKREC_EXPORT SD_STATUS SDSetDDBEntryFlashOnly(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetDDBEntryFlashOnly, handle, entry, targetID);
-}
-
-IZKREC_EXPORT SD_STATUS SDGetDefaultDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetDefaultDDBEntry, handle, entry);
-  read_record(handle, k_SDGetDefaultDDBEntry, st, entry);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDGetInitialDDBEntry(SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index) {
-  return IZKREC_FORWARD(kInvalidHandle, SDGetInitialDDBEntry, handle, entry, index);
-}
-
-IZKREC_EXPORT SD_STATUS SDSendiSCSILogout(SDMGT_HANDLE handle, LOGOUTISCSI* logout) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSendiSCSILogout, handle, logout);
-}
+IZKREC_PASS(SDSetDDBEntry, (SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID), (handle, entry, targetID))
+IZKREC_PASS(SDSetDDBEntryFlashOnly, (SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t targetID), (handle, entry, targetID))
+IZKREC_READ(SDGetDefaultDDBEntry, DEVICEENTRYISCSI)
+IZKREC_PASS(SDGetInitialDDBEntry, (SDMGT_HANDLE handle, DEVICEENTRYISCSI* entry, uint32_t index), (handle, entry, index))
+IZKREC_PASS(SDSendiSCSILogout, (SDMGT_HANDLE handle, LOGOUTISCSI* logout), (handle, logout))
 
 // --- CHAP secret table ------------------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDGetCHAPEntryNum(SDMGT_HANDLE handle, uint32_t* count) {
-  return IZKREC_FORWARD(kInvalidHandle, SDGetCHAPEntryNum, handle, count);
-}
+IZKREC_PASS(SDGetCHAPEntryNum, (SDMGT_HANDLE handle, uint32_t* count), (handle, count))
 
 IZKREC_EXPORT SD_STATUS SDGetCHAPTable(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
   const uint32_t capacity = count ? *count : 0;
@@ -449,13 +383,8 @@ IZKREC_EXPORT SD_STATUS SDGetCHAPTableMod(SDMGT_HANDLE handle, CHAPTABLE* table,
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDSetCHAPTable(SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetCHAPTable, handle, table, count);
-}
-
-IZKREC_EXPORT SD_STATUS SDSetCHAPTableEntry(SDMGT_HANDLE handle, CHAPTABLE* entry, uint32_t index) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetCHAPTableEntry, handle, entry, index);
-}
+IZKREC_PASS(SDSetCHAPTable, (SDMGT_HANDLE handle, CHAPTABLE* table, uint32_t* count), (handle, table, count))
+IZKREC_PASS(SDSetCHAPTableEntry, (SDMGT_HANDLE handle, CHAPTABLE* entry, uint32_t index), (handle, entry, index))
 
 // --- Targets, LUNs and SCSI commands ----------------------------------------
 
@@ -531,27 +460,10 @@ IZKREC_EXPORT SD_STATUS SDSendScsiPassThruiSCSI(SDMGT_HANDLE handle, TARGETINFOR
 
 // --- Statistics, state and logs ---------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDGetStatisticsiSCSI(SDMGT_HANDLE handle, HBAPORTSTATISCSI* stats) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetStatisticsiSCSI, handle, stats);
-  read_record(handle, k_SDGetStatisticsiSCSI, st, stats);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDGetStatisticsiSCSIExtend(SDMGT_HANDLE handle, HBAPORTSTATISCSIEXTEND* stats) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetStatisticsiSCSIExtend, handle, stats);
-  read_record(handle, k_SDGetStatisticsiSCSIExtend, st, stats);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDGetStatisticsGen(SDMGT_HANDLE handle, HBAPORTSTATGEN* stats) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetStatisticsGen, handle, stats);
-  read_record(handle, k_SDGetStatisticsGen, st, stats);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDResetStatisticsiSCSI(SDMGT_HANDLE handle, uint16_t port) {
-  return IZKREC_FORWARD(kInvalidHandle, SDResetStatisticsiSCSI, handle, port);
-}
+IZKREC_READ(SDGetStatisticsiSCSI, HBAPORTSTATISCSI)
+IZKREC_READ(SDGetStatisticsiSCSIExtend, HBAPORTSTATISCSIEXTEND)
+IZKREC_READ(SDGetStatisticsGen, HBAPORTSTATGEN)
+IZKREC_PASS(SDResetStatisticsiSCSI, (SDMGT_HANDLE handle, uint16_t port), (handle, port))
 
 // Log 1: connection errors (CONNERRTABLE), log 2: ARP table (ARPTABLE).
 IZKREC_EXPORT SD_STATUS SDGetLogs(SDMGT_HANDLE handle, uint32_t logType, uint32_t* numEntries, void* buffer) {
@@ -588,15 +500,8 @@ IZKREC_EXPORT SD_STATUS SDGetCrashRecord(SDMGT_HANDLE handle, const char* fileNa
 
 // --- iSNS discovery ---------------------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDGet_iSNSDiscoveryConfig(SDMGT_HANDLE handle, SDM_ISNS_CONFIG* config) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGet_iSNSDiscoveryConfig, handle, config);
-  read_record(handle, k_SDGet_iSNSDiscoveryConfig, st, config);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDSet_iSNSDiscoveryConfig(SDMGT_HANDLE handle, SDM_ISNS_CONFIG config) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSet_iSNSDiscoveryConfig, handle, config);
-}
+IZKREC_READ(SDGet_iSNSDiscoveryConfig, SDM_ISNS_CONFIG)
+IZKREC_PASS(SDSet_iSNSDiscoveryConfig, (SDMGT_HANDLE handle, SDM_ISNS_CONFIG config), (handle, config))
 
 IZKREC_EXPORT SD_STATUS SDGetAlliSNSDiscoveredTargets(SDMGT_HANDLE handle, uint32_t* count,
                                                       SDM_ISNS_DISCOVERED_TARGET* buffer, uint32_t bufferSize) {
@@ -618,34 +523,17 @@ IZKREC_EXPORT SD_STATUS SDGetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPO
                                                  uint32_t* numEntries) {
   const uint32_t capacity = numEntries ? *numEntries : 0;
   const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetSecurityPolicyTable, handle, table, numEntries);
-  with_adapter(handle, [&](AdapterRec& a) {
-    if (st == 0 && table && numEntries) {
+  if (st != 0 || (table && numEntries))
+    read_outcome(handle, k_SDGetSecurityPolicyTable, st, [&](AdapterRec& a) {
       a.policies = split(table, capacity < 64 ? capacity : 64, sizeof(SECURITYPOLICY));
       a.policyCount = *numEntries;
-      a.failures.erase(k_SDGetSecurityPolicyTable);
-    } else if (st != 0) {
-      a.failures[k_SDGetSecurityPolicyTable] = st;
-    }
-  });
+    });
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDSetSecurityPolicyTable(SDMGT_HANDLE handle, SECURITYPOLICY* table, uint32_t numEntries,
-                                                 uint32_t flag) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetSecurityPolicyTable, handle, table, numEntries, flag);
-}
-
-IZKREC_EXPORT SD_STATUS SDGetSecurityInfo(SDMGT_HANDLE handle, SECINFO* info) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetSecurityInfo, handle, info);
-  read_record(handle, k_SDGetSecurityInfo, st, info);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDGetSecurityStatsGen(SDMGT_HANDLE handle, HBASECURITYSTATS* stats) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetSecurityStatsGen, handle, stats);
-  read_record(handle, k_SDGetSecurityStatsGen, st, stats);
-  return st;
-}
+IZKREC_PASS(SDSetSecurityPolicyTable, (SDMGT_HANDLE handle, SECURITYPOLICY* table, uint32_t numEntries, uint32_t flag), (handle, table, numEntries, flag))
+IZKREC_READ(SDGetSecurityInfo, SECINFO)
+IZKREC_READ(SDGetSecurityStatsGen, HBASECURITYSTATS)
 
 // The reader's array holds 200 SAs.
 IZKREC_EXPORT SD_STATUS SDGetAllIKESAStatsDetails(SDMGT_HANDLE handle, IKESA* array, uint32_t* count) {
@@ -655,9 +543,7 @@ IZKREC_EXPORT SD_STATUS SDGetAllIKESAStatsDetails(SDMGT_HANDLE handle, IKESA* ar
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDGetIPsecSACountForPolicy(SDMGT_HANDLE handle, uint32_t priority, uint32_t* count) {
-  return IZKREC_FORWARD(kInvalidHandle, SDGetIPsecSACountForPolicy, handle, priority, count);
-}
+IZKREC_PASS(SDGetIPsecSACountForPolicy, (SDMGT_HANDLE handle, uint32_t priority, uint32_t* count), (handle, priority, count))
 
 IZKREC_EXPORT SD_STATUS SDGetIPsecSAStatsDetails(SDMGT_HANDLE handle, uint32_t priority, uint32_t count,
                                                  IPSECSA* array) {
@@ -667,55 +553,22 @@ IZKREC_EXPORT SD_STATUS SDGetIPsecSAStatsDetails(SDMGT_HANDLE handle, uint32_t p
   return st;
 }
 
-IZKREC_EXPORT SD_STATUS SDFlushSAs(SDMGT_HANDLE handle, uint32_t index) {
-  return IZKREC_FORWARD(kInvalidHandle, SDFlushSAs, handle, index);
-}
+IZKREC_PASS(SDFlushSAs, (SDMGT_HANDLE handle, uint32_t index), (handle, index))
 
 // --- Boot configuration -----------------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDGetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetBootcodeInfo, handle, bootcode);
-  read_record(handle, k_SDGetBootcodeInfo, st, bootcode);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDSetBootcodeInfo(SDMGT_HANDLE handle, SDMBOOTCODE* bootcode) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetBootcodeInfo, handle, bootcode);
-}
-
-IZKREC_EXPORT SD_STATUS SDGetBootcodeDhcp(SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetBootcodeDhcp, handle, dhcp);
-  read_record(handle, k_SDGetBootcodeDhcp, st, dhcp);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDSetBootcodeDhcp(SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp) {
-  return IZKREC_FORWARD(kInvalidHandle, SDSetBootcodeDhcp, handle, dhcp);
-}
-
-IZKREC_EXPORT SD_STATUS SDEraseBootCode(SDMGT_HANDLE handle) {
-  return IZKREC_FORWARD(kInvalidHandle, SDEraseBootCode, handle);
-}
+IZKREC_READ(SDGetBootcodeInfo, SDMBOOTCODE)
+IZKREC_PASS(SDSetBootcodeInfo, (SDMGT_HANDLE handle, SDMBOOTCODE* bootcode), (handle, bootcode))
+IZKREC_READ(SDGetBootcodeDhcp, BOOTCODEDHCP)
+IZKREC_PASS(SDSetBootcodeDhcp, (SDMGT_HANDLE handle, BOOTCODEDHCP* dhcp), (handle, dhcp))
+IZKREC_PASS(SDEraseBootCode, (SDMGT_HANDLE handle), (handle))
 
 // --- Diagnostics and maintenance --------------------------------------------
 
-IZKREC_EXPORT SD_STATUS SDDiagPing(SDMGT_HANDLE handle, PING* ping) {
-  return IZKREC_FORWARD(kInvalidHandle, SDDiagPing, handle, ping);
-}
-
-IZKREC_EXPORT SD_STATUS SDPerformLoopBackTest(SDMGT_HANDLE handle, uint32_t mode) {
-  return IZKREC_FORWARD(kInvalidHandle, SDPerformLoopBackTest, handle, mode);
-}
-
-IZKREC_EXPORT SD_STATUS SDGetVPDInfo(SDMGT_HANDLE handle, VPD_INFO* vpd) {
-  const SD_STATUS st = IZKREC_FORWARD(kInvalidHandle, SDGetVPDInfo, handle, vpd);
-  read_record(handle, k_SDGetVPDInfo, st, vpd);
-  return st;
-}
-
-IZKREC_EXPORT SD_STATUS SDUpdateiSCSIFW(SDMGT_HANDLE handle, const char* path, uint16_t type) {
-  return IZKREC_FORWARD(kInvalidHandle, SDUpdateiSCSIFW, handle, path, type);
-}
+IZKREC_PASS(SDDiagPing, (SDMGT_HANDLE handle, PING* ping), (handle, ping))
+IZKREC_PASS(SDPerformLoopBackTest, (SDMGT_HANDLE handle, uint32_t mode), (handle, mode))
+IZKREC_READ(SDGetVPDInfo, VPD_INFO)
+IZKREC_PASS(SDUpdateiSCSIFW, (SDMGT_HANDLE handle, const char* path, uint16_t type), (handle, path, type))
 
 // --- Control ------------------------------------------------------------------
 

@@ -269,7 +269,6 @@ json adapter_json(const AdapterRec& a, bool secrets) {
       {k_SDGetDefaultDDBEntry, "defaultDdbEntry", &layouts::kDeviceEntryIscsi},
       {k_SDGetBootcodeInfo, "bootcode", &layouts::kSdmBootcode},
       {k_SDGetBootcodeDhcp, "bootcodeDhcp", nullptr},
-      {k_SDGetVPDInfo, "vpd", nullptr},
       {k_SDGetStatisticsiSCSI, "statistics", nullptr},
       {k_SDGetStatisticsiSCSIExtend, "statisticsExtend", nullptr},
       {k_SDGetStatisticsGen, "statisticsGen", nullptr},
@@ -279,6 +278,9 @@ json adapter_json(const AdapterRec& a, bool secrets) {
   };
   for (const Section& s : sections)
     if (const Bytes* b = read(s.fn)) j[s.key] = record(s.layout, *b);
+  // VPD_INFO: the image is VPDData (bytes 12..139); VendorID is the caller's.
+  if (const Bytes* v = read(k_SDGetVPDInfo); v && v->size() >= 140)
+    j["vpd"] = {{"raw", hex(Bytes(v->begin() + 12, v->begin() + 140))}};
   // The simulator counts the portal's discovered targets itself unless told.
   if (const Bytes* p = read(k_SDGetHbaDevicePortalPropertyiSCSI)) j["portal"]["discTargetCount"] = le(*p, 686, 2);
   if (a.alias) j["alias"] = *a.alias;
