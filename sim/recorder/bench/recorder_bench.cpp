@@ -1,6 +1,7 @@
 // Cost of one SD call through the recording proxy: the same calls straight
 // to a library that answers at once, then through the proxy in front of it.
-//   recorder_bench [CALLS]     (build/bin; not a test: prints nanoseconds per call)
+//   recorder_bench [CALLS [LIBRARY]]   (build/bin; not a test: prints nanoseconds per call)
+// LIBRARY is another library to put behind the proxy, e.g. build/lib/libizksdm.so (the simulator).
 #include <dlfcn.h>
 
 #include <chrono>
@@ -63,7 +64,7 @@ void run(const char* label, const Calls& c, long calls) {
 
 int main(int argc, char** argv) {
   const long calls = argc > 1 ? std::atol(argv[1]) : 1000000;
-  const std::string backend = RECORDER_BENCH_BACKEND;
+  const std::string backend = argc > 2 ? argv[2] : RECORDER_BENCH_BACKEND;
   run("straight to the library:", resolve(backend.c_str()), calls);
   setenv("IZKSDM_RECORD_LIBRARY", backend.c_str(), 1);
   setenv("IZKSDM_RECORD_FILE", "/dev/null", 1);
