@@ -38,7 +38,7 @@ TEST_F(SimTest, BootSettingsWriteKeepsTheBootCodeVersion) {
   EXPECT_EQ(0x0208, b.Flags);
   EXPECT_EQ(0x80, b.PriID);
   EXPECT_EQ(0x83, b.SecID);
-  EXPECT_EQ(1u, b.SecLUN);
+  EXPECT_EQ(1u, uint64_t{b.SecLUN});
   EXPECT_EQ(0, b.Pad0[0]);  // everything the record has is answered, padding zero
   EXPECT_EQ(2, b.MajorVer);
   EXPECT_EQ(1, b.BootcodeValid);
@@ -53,9 +53,9 @@ TEST_F(SimTest, BootSettingsWriteKeepsTheBootCodeVersion) {
   ASSERT_EQ(0u, SDGetBootcodeInfo(h, &b));
   EXPECT_EQ(0x0009, b.Flags);
   EXPECT_EQ(0x85, b.PriID);
-  EXPECT_EQ(0x0102030405060708ULL, b.PriLUN);
+  EXPECT_EQ(0x0102030405060708ULL, uint64_t{b.PriLUN});  // a copy: the packed field is not aligned
   EXPECT_EQ(0x06, b.SecID);
-  EXPECT_EQ(0u, b.SecLUN);
+  EXPECT_EQ(0u, uint64_t{b.SecLUN});
   EXPECT_EQ(2, b.MajorVer);  // the image's version stays
   EXPECT_EQ(5, b.MinorVer);
   EXPECT_EQ(1, b.BootcodeValid);
