@@ -6,6 +6,9 @@
 #   scripts/bench.sh --quick   short run, to see that it works
 #   scripts/bench.sh --long    every method 100,000 times in the memory check, the
 #       slow ones included (half an hour or more)
+#   scripts/bench.sh --floors  only the methods that have a floor, against it
+#   any of these with --wall: wall-clock times instead of the calling thread's
+#       CPU time
 #   scripts/bench.sh --loop METHOD SECONDS   one method in a loop, for a profiler
 #   scripts/bench.sh --instructions METHOD FLOOR   user-space instructions per call of
 #       a method and of its floor (perf stat; repeatable on a busy machine)
@@ -34,6 +37,9 @@ if [ "${1:-}" = "--instructions" ]; then
   }
   for m in "$2" "$3"; do
     a=$(count "$m" 100); b=$(count "$m" 300)
+    case "$a$b" in
+      "" | *[!0-9]*) echo "bench.sh: perf stat counts no instructions here (${a:-nothing})" >&2; exit 1 ;;
+    esac
     echo "$m: $(( (b - a) / 200 )) instructions per call"
   done
   exit 0
