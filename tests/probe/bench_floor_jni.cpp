@@ -264,6 +264,42 @@ void firmware(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, jint dev)
     env->DeleteLocalRef(initFW);
 }
 
+// getiSNSTargets' objects: the adapter's list and each target.
+Id gIsnsHba[] = {{"cleariSNSTargetList", "()V"}, {"addiSNSTarget", "(Lcom/norvik/dvh/iscsi/model/iSNSTarget;)V"}};
+Id gIsnsTarget[] = {
+    {"<init>", "()V"}, {"setPort", "(I)V"}, {"setiSCSIName", kStr}, {"setiSCSIAlias", kStr},
+    {"setIPAddress", "([SI)V"},
+};
+jclass gIsnsClass;
+
+// getCHAPTableData's objects.
+Id gChapHba[] = {{"addCHAPTableEntry", "(Lcom/norvik/dvh/iscsi/model/CHAPTableEntry;)V"}};
+Id gChapEntry[] = {
+    {"<init>", "()V"}, {"setFlags", "(I)V"}, {"setLink", "(I)V"}, {"setChapSecret", "([SI)V"}, {"setChapName", kStr},
+};
+jclass gChapClass;
+
+// Resolves `ids` on the class of `obj` once.
+template <size_t N>
+bool resolveOn(JNIEnv* env, jobject obj, Id (&ids)[N])
+{
+    if (ids[0].id)
+        return true;
+    jclass cls = env->GetObjectClass(obj);
+    bool ok = resolve(env, cls, ids);
+    env->DeleteLocalRef(cls);
+    return ok;
+}
+
+// Resolves the constructor and accessors of a model class once.
+template <size_t N>
+bool resolveModel(JNIEnv* env, jclass& cls, const char* name, Id (&ids)[N])
+{
+    if (!cls)
+        cls = globalClass(env, name);
+    return cls && resolve(env, cls, ids);
+}
+
 }  // namespace
 
 extern "C" {
@@ -371,6 +407,73 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_aenLines(JNIEnv
 JNIEXPORT void JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_trimNativeHeap(JNIEnv*, jclass)
 {
     malloc_trim(0);
+}
+
+// getiSNSTargets' floor: the two reads (the first buffer is too small for
+// 512 targets), the list cleared, each target made, filled and added.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_isnsTargets(JNIEnv* env, jclass, jint handle,
+                                                                             jobject hba)
+{
+    if (!resolveOn(env, hba, gIsnsHba) || !resolveModel(env, gIsnsClass, "com/norvik/dvh/iscsi/model/iSNSTarget",
+                                                        gIsnsTarget))
+        return -1;
+    static SDM_ISNS_DISCOVERED_TARGET small[30];
+    static SDM_ISNS_DISCOVERED_TARGET large[512];
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    uint32_t count = 0;
+    SDGetAlliSNSDiscoveredTargets(h, &count, small, sizeof small);
+    count = 0;
+    SDGetAlliSNSDiscoveredTargets(h, &count, large, sizeof large);
+    jclass hc = env->GetObjectClass(hba);
+    env->DeleteLocalRef(hc);
+    env->CallVoidMethod(hba, gIsnsHba[0].id);
+    for (uint32_t i = 0; i < count && i < 512; ++i) {
+        const SDM_ISNS_DISCOVERED_TARGET& t = large[i];
+        jobject obj = env->NewObject(gIsnsClass, gIsnsTarget[0].id);
+        env->CallVoidMethod(obj, gIsnsTarget[1].id, static_cast<jint>(t.targetPortal[0].port));
+        callText(env, obj, gIsnsTarget[2].id, t.targetName, sizeof t.targetName);
+        callText(env, obj, gIsnsTarget[3].id, t.targetAlias, sizeof t.targetAlias);
+        jshortArray a = shorts(env, t.targetPortal[0].ipAddr.IPAddress, 16);
+        env->CallVoidMethod(obj, gIsnsTarget[4].id, a, static_cast<jint>(t.targetPortal[0].ipAddr.Type));
+        env->DeleteLocalRef(a);
+        env->CallVoidMethod(hba, gIsnsHba[1].id, obj);
+        env->DeleteLocalRef(obj);
+    }
+    return 0;
+}
+
+// getCHAPTableData's floor: the count and the table read, each entry made,
+// filled (the secret as a short[100] with its length) and added.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_chapTable(JNIEnv* env, jclass, jint handle,
+                                                                           jobject hba)
+{
+    if (!resolveOn(env, hba, gChapHba) ||
+        !resolveModel(env, gChapClass, "com/norvik/dvh/iscsi/model/CHAPTableEntry", gChapEntry))
+        return -1;
+    static CHAPTABLE table[128];
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    uint32_t count = 0;
+    SDGetCHAPEntryNum(h, &count);
+    if (count > 128)
+        count = 128;
+    SDGetCHAPTable(h, table, &count);
+    jclass hc = env->GetObjectClass(hba);
+    env->DeleteLocalRef(hc);
+    for (uint32_t i = 0; i < count && i < 128; ++i) {
+        const CHAPTABLE& e = table[i];
+        jobject obj = env->NewObject(gChapClass, gChapEntry[0].id);
+        env->CallVoidMethod(obj, gChapEntry[1].id, static_cast<jint>(e.Flags));
+        env->CallVoidMethod(obj, gChapEntry[2].id, static_cast<jint>(e.Link));
+        uint8_t secret[100] = {};
+        std::memcpy(secret, e.ChapSecret, e.ChapSecretLength < 100 ? e.ChapSecretLength : 100);
+        jshortArray a = shorts(env, secret, 100);
+        env->CallVoidMethod(obj, gChapEntry[3].id, a, static_cast<jint>(e.ChapSecretLength));
+        env->DeleteLocalRef(a);
+        callText(env, obj, gChapEntry[4].id, e.ChapName, sizeof e.ChapName);
+        env->CallVoidMethod(hba, gChapHba[0].id, obj);
+        env->DeleteLocalRef(obj);
+    }
+    return 0;
 }
 
 }  // extern "C"

@@ -15,6 +15,10 @@ final class BenchFloors {
 
     static native int aenLines(int handle, int dev, Object host);
 
+    static native int isnsTargets(int handle, Object hba);
+
+    static native int chapTable(int handle, Object hba);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }
