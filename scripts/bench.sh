@@ -9,6 +9,8 @@
 #   scripts/bench.sh --floors  only the methods that have a floor, against it
 #   any of these with --wall: wall-clock times instead of the calling thread's
 #       CPU time
+#   scripts/bench.sh --memory-each   anonymous resident memory over up to 20,000 calls
+#       of each method on its own
 #   scripts/bench.sh --loop METHOD SECONDS   one method in a loop, for a profiler
 #   scripts/bench.sh --instructions METHOD FLOOR   user-space instructions per call of
 #       a method and of its floor (perf stat; repeatable on a busy machine)

@@ -376,6 +376,10 @@ public final class Bench {
         OUT.printf("%-42s %13s %8s  %s%n", "method", "per call", "spread", "JNI floor, ratio");
 
         Map<String, IntSupplier> all = methods(scratch);
+        if (args.length > 0 && args[0].equals("--memory-each")) {
+            memoryEach(all);
+            return;
+        }
         if (args.length == 3 && (args[0].equals("--loop") || args[0].equals("--count"))) {
             // For a profiler or an instruction counter: one method (or "floor" / "fwfloor") called for
             // the given seconds (--loop) or times (--count).
@@ -507,6 +511,28 @@ public final class Bench {
         });
         if (fewer.length() > 0) {
             OUT.printf("  calls of the slow methods (--long: %d each): %s%n", CALLS, fewer);
+        }
+    }
+
+    /**
+     * Anonymous resident memory before and after up to 20,000 calls of each method on its own
+     * (fewer for the slow ones, after half a second of warm-up), to find a method that keeps memory.
+     */
+    private static void memoryEach(Map<String, IntSupplier> all) throws Exception {
+        OUT.printf("%-42s %10s %10s %8s%n", "method", "KB before", "KB after", "growth");
+        for (Map.Entry<String, IntSupplier> e : all.entrySet()) {
+            IntSupplier op = e.getValue();
+            int warm = 0;
+            for (long end = System.nanoTime() + 500_000_000L; warm < 2_000 && System.nanoTime() < end; warm++) {
+                op.getAsInt();
+            }
+            int n = Math.max(50, Math.min(20_000, 4 * warm));
+            long before = settledRss()[1];
+            for (int i = 0; i < n; i++) {
+                op.getAsInt();
+            }
+            long after = settledRss()[1];
+            OUT.printf("%-42s %10d %10d %+8d  (%d calls)%n", e.getKey(), before, after, after - before, n);
         }
     }
 
