@@ -75,36 +75,23 @@ static_assert(marshal::validTable(kInitFWToJava) && marshal::validTable(kInitFWD
                   marshal::validTable(kNodeNamesIntoBlock) && marshal::validTable(kAdapterTcpWindowFromJava),
               "firmware block accessor tables");
 
-// The adapter object's addresses, read in this order by setFWData.
-struct AddressGetter {
-    const char* name;
-    size_t offset;
-    const char* missingMessage;
+// The adapter object's addresses, read in this order by setFWData (only the
+// 16 address bytes of each; the record keeps its Type).
+constexpr Field kAddressesFromJava[] = {
+    M("getIPAddress", DVH_FIELD(IF, IPAddr), Conv::GetIPAddr).message("GetMethodID  getIPAddr call failed!\n"),
+    M("getGateway", DVH_FIELD(IF, Gateway), Conv::GetIPAddr, Msg::Wide),
+    M("getSubnetMask", DVH_FIELD(IF, SubnetMask), Conv::GetIPAddr, Msg::Wide),
+    M("getPrimaryDNS", offsetof(IF, PrimaryDNS) + offsetof(DNS, IPAddr), sizeof(ISCSIIPADDR), Conv::GetIPAddr, Msg::Wide),
+    M("getSlpDa", DVH_FIELD(IF, SLPDAAddr), Conv::GetIPAddr, Msg::Wide),
 };
-constexpr AddressGetter kAddressGetters[] = {
-    {"getIPAddress", offsetof(IF, IPAddr), "GetMethodID  getIPAddr call failed!\n"},
-    {"getGateway", offsetof(IF, Gateway), "GetMethodID  getGateway call failed!\n"},
-    {"getSubnetMask", offsetof(IF, SubnetMask), "GetMethodID  getSubnetMask call failed!\n"},
-    {"getPrimaryDNS", offsetof(IF, PrimaryDNS) + offsetof(DNS, IPAddr), "GetMethodID  getPrimaryDNS call failed!\n"},
-    {"getSlpDa", offsetof(IF, SLPDAAddr), "GetMethodID  getSlpDa call failed!\n"},
-};
+static_assert(marshal::validTable(kAddressesFromJava), "adapter address getters");
 
 // Reads the adapter object's side of the block into `block`; 0 or the status
 // that ends setFWData before anything is written.
 jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
 {
     LocalRef<jclass> hbaClass = objectClass(env, jHba);
-    auto* bytes = reinterpret_cast<uint8_t*>(&block);
-    for (const AddressGetter& getter : kAddressGetters) {
-        LocalRef<jobject> address;
-        DVH_TRY(getObjectField(env, jHba, hbaClass.get(), getter.name, kIPAddrGetterSig, getter.missingMessage,
-                               "NULL javaIPObject!\n", address));
-        // Only the 16 address bytes are read; the record keeps its Type.
-        ISCSIIPADDR value;
-        std::memcpy(&value, bytes + getter.offset, sizeof value);
-        DVH_TRY(getIPAddr(env, address.get(), &value));
-        std::memcpy(bytes + getter.offset, &value, sizeof value);
-    }
+    DVH_TRY(marshal::fromJava(env, jHba, hbaClass.get(), &block, kAddressesFromJava));
 
     LocalRef<jobject> nodeInfo;
     DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getNodeInfo", kNodeInfoGetterSig,
