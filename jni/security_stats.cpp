@@ -168,6 +168,9 @@ constexpr Method kClearSADetails = method("clearSADetails", "()V");
 // Security associations
 // ---------------------------------------------------------------------------
 
+// More IPsec SAs than any adapter keeps for one policy (8 MiB of records).
+constexpr uint32_t kMaxIPsecSAsPerPolicy = 65536;
+
 SD_STATUS getIPsecSAArray(SDMGT_HANDLE device, uint32_t priority, uint32_t* psaCount, std::vector<IPSECSA>& psaStats)
 {
     SD_STATUS status = SDGetIPsecSACountForPolicy(device, priority, psaCount);
@@ -178,7 +181,12 @@ SD_STATUS getIPsecSAArray(SDMGT_HANDLE device, uint32_t priority, uint32_t* psaC
     }
     if (*psaCount == 0)
         return 0;
-    // A count no buffer can hold is read as no SAs.
+    // A count no adapter has (a damaged answer) is read as no SAs, like a count no buffer can
+    // hold: asking the allocator for gigabytes would take the server's memory, or end it.
+    if (*psaCount > kMaxIPsecSAsPerPolicy) {
+        *psaCount = 0;
+        return static_cast<SD_STATUS>(kStatusNullObject);
+    }
     try {
         psaStats.assign(*psaCount, IPSECSA{});
     } catch (const std::exception&) {
