@@ -1,9 +1,14 @@
 package com.norvik.dvh.iscsi.fuzz;
 
+import java.util.HashSet;
+import java.util.Set;
+
 /**
  * What the generated accessor classes of {@link ClassForge} call before each accessor: a countdown,
  * per thread, of accessor calls after which the next one throws {@link Boom}. Armed with a random
  * count before a native call, it makes an accessor throw at any depth of the native method's walk.
+ * It also notes which generated classes had an accessor called, which tells the fuzzer what class a
+ * parameter takes.
  */
 public final class Accessors {
 
@@ -17,6 +22,9 @@ public final class Accessors {
     }
 
     private static final ThreadLocal<int[]> COUNTDOWN = ThreadLocal.withInitial(() -> new int[] {-1});
+    /** The generated classes whose accessors ran since {@link #arm}, per thread. */
+    private static final ThreadLocal<Set<Class<?>>> TOUCHED = ThreadLocal.withInitial(HashSet::new);
+    private static final StackWalker WALKER = StackWalker.getInstance(StackWalker.Option.RETAIN_CLASS_REFERENCE);
 
     private Accessors() {
     }
@@ -24,14 +32,21 @@ public final class Accessors {
     /** The accessor call after {@code calls} more calls throws; -1 disarms. */
     public static void arm(int calls) {
         COUNTDOWN.get()[0] = calls;
+        TOUCHED.get().clear();
     }
 
-    public static void disarm() {
+    /** Disarms; answers the generated classes whose accessors ran since {@link #arm}. */
+    public static Set<Class<?>> disarm() {
         COUNTDOWN.get()[0] = -1;
+        Set<Class<?>> touched = TOUCHED.get();
+        Set<Class<?>> out = Set.copyOf(touched);
+        touched.clear();
+        return out;
     }
 
     /** Called first by every generated throwing accessor. */
     public static void tick(String accessor) {
+        TOUCHED.get().add(WALKER.getCallerClass());
         int[] c = COUNTDOWN.get();
         if (c[0] < 0) {
             return;

@@ -19,7 +19,8 @@ import java.util.concurrent.ConcurrentHashMap;
  *
  * <ul>
  *   <li>{@link #lacking}: a class with every public accessor of a model class but one (it is not a
- *       subclass, so the accessor is really missing; the others delegate to a real model object);
+ *       subclass, so the accessor is really missing; the others delegate to a real model object and
+ *       call {@link Accessors#tick} first as well);
  *   <li>{@link #throwing}: a subclass whose every public accessor first calls {@link
  *       Accessors#tick}, which throws once its countdown runs out, then does its normal work.
  * </ul>
@@ -70,16 +71,18 @@ public final class ClassForge {
     /** A class like {@code model} without the accessor {@code omitted}. */
     public Class<?> lacking(Class<?> model, Method omitted) {
         String key = "L:" + model.getName() + ":" + omitted.getName() + descriptor(omitted);
-        return made.computeIfAbsent(key, k -> forge(model, false, omitted, false, "Lacking"));
+        return made.computeIfAbsent(key, k -> forge(model, false, omitted, true, "Lacking"));
     }
 
     /** A class like {@code model} whose accessors throw when {@link Accessors}' countdown runs out. */
     public Class<?> throwing(Class<?> model) {
         String key = "T:" + model.getName();
-        return made.computeIfAbsent(key, k -> {
-            boolean subclass = !Modifier.isFinal(model.getModifiers()) && publicNoArgConstructor(model);
-            return forge(model, subclass, null, true, "Throwing");
-        });
+        return made.computeIfAbsent(key, k -> forge(model, subclassable(model), null, true, "Throwing"));
+    }
+
+    /** Whether {@link #throwing} makes a subclass of {@code model} (else a class of the same shape). */
+    public static boolean subclassable(Class<?> model) {
+        return !Modifier.isFinal(model.getModifiers()) && publicNoArgConstructor(model);
     }
 
     private static boolean publicNoArgConstructor(Class<?> c) {

@@ -17,6 +17,7 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Random;
+import java.util.Set;
 import java.util.jar.JarEntry;
 import java.util.jar.JarFile;
 import java.util.stream.Stream;
@@ -26,7 +27,8 @@ import java.util.stream.Stream;
  * accessor or whose accessors throw, adapter numbers over the whole int range, odd ints, long texts
  * with NULs and non-ASCII characters, empty, huge and holey arrays. Model objects are of a class
  * drawn from every class of the model package (found at run time, so new classes take part at once),
- * weighted towards the classes a parameter has been seen to accept.
+ * weighted towards the classes whose accessors a parameter has been seen to call (learnt from objects
+ * of generated subclasses, {@link #touched}).
  */
 public final class Hostile {
 
@@ -99,6 +101,8 @@ public final class Hostile {
     /** What an argument list used, for learning which classes a parameter accepts. */
     public static final class Choice {
         final Map<String, Integer> classOfParam = new HashMap<>();
+        /** The generated variant class a parameter got, if any. */
+        final Map<String, Class<?>> variantOfParam = new HashMap<>();
     }
 
     public Object[] arguments(Method m, Random r, Choice choice, int loopCountParam) {
@@ -128,11 +132,21 @@ public final class Hostile {
         return args;
     }
 
-    /** Reinforces the classes an accepted call used. */
-    public void accepted(Choice choice) {
-        for (Map.Entry<String, Integer> e : choice.classOfParam.entrySet()) {
-            int[] w = weightsOf(e.getKey());
-            w[e.getValue()] = Math.min(w[e.getValue()] + 4, 400);
+    /**
+     * Strongly reinforces the classes of the parameters whose generated variant had an accessor
+     * called: the native method took them for what it wanted. So variants whose accessors throw
+     * soon reach the accessor walks of every method.
+     */
+    public void touched(Choice choice, Set<Class<?>> classes) {
+        if (classes.isEmpty()) {
+            return;
+        }
+        for (Map.Entry<String, Class<?>> e : choice.variantOfParam.entrySet()) {
+            Integer cls = choice.classOfParam.get(e.getKey());
+            if (cls != null && classes.contains(e.getValue())) {
+                int[] w = weightsOf(e.getKey());
+                w[cls] = Math.min(w[cls] + 100, 400);
+            }
         }
     }
 
@@ -248,7 +262,8 @@ public final class Hostile {
             } else if (mixed) {
                 o = object(r, key + "[]", new Choice());
             } else {
-                o = q < 25 ? variant(r, candidates.get(cls)) : instance(candidates.get(cls), r, 2);
+                Class<?> c = candidates.get(cls);
+                o = q < 25 ? variant(r, c, key, choice) : q < 60 ? traced(r, c, key, choice) : instance(c, r, 2);
             }
             few[i] = o;
             a[i] = o;
@@ -267,7 +282,21 @@ public final class Hostile {
         int cls = pickClass(r, key);
         choice.classOfParam.put(key, cls);
         Class<?> c = candidates.get(cls);
-        return p < 40 ? variant(r, c) : instance(c, r, 2);
+        return p < 40 ? variant(r, c, key, choice) : p < 70 ? traced(r, c, key, choice) : instance(c, r, 2);
+    }
+
+    /**
+     * An object of a subclass of {@code c} whose accessors throw when the countdown runs out, and
+     * which tells {@link #touched} that the native method used it: then the fuzzer soon learns the
+     * class each parameter takes. A class that cannot be subclassed gives a plain object.
+     */
+    private Object traced(Random r, Class<?> c, String key, Choice choice) {
+        if (!ClassForge.subclassable(c)) {
+            return instance(c, r, 2);
+        }
+        Class<?> v = forge.throwing(c);
+        choice.variantOfParam.put(key, v);
+        return instance(v, r, 2);
     }
 
     private static Object wrongThing(Random r) {
@@ -288,7 +317,7 @@ public final class Hostile {
     }
 
     /** An object of a class lacking a random accessor of {@code c}, or of one whose accessors throw. */
-    private Object variant(Random r, Class<?> c) {
+    private Object variant(Random r, Class<?> c, String key, Choice choice) {
         Class<?> v;
         if (r.nextBoolean()) {
             v = forge.throwing(c);
@@ -299,6 +328,7 @@ public final class Hostile {
             }
             v = forge.lacking(c, accessors.get(r.nextInt(accessors.size())));
         }
+        choice.variantOfParam.put(key, v);
         return instance(v, r, 1);
     }
 
