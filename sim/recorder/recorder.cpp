@@ -575,3 +575,14 @@ IZKREC_PASS(SDUpdateiSCSIFW, (SDMGT_HANDLE handle, const char* path, uint16_t ty
 // Writes the scenario file now; 0 on success. For tests and for callers that
 // want a snapshot without a signal.
 IZKREC_EXPORT int izkrec_write_now(void) { return izkrec::write_now() ? 0 : -1; }
+
+// Forgets everything recorded so far (tests start each case from nothing).
+IZKREC_EXPORT void izkrec_clear(void) {
+  Recording& r = recording();
+  Lock lock(r.mu);
+  r.adapters.clear();
+  r.instanceOf.clear();
+  r.last = nullptr;
+  r.version.reset();
+  r.changed = true;
+}

@@ -128,6 +128,12 @@ json ddb_section(const AdapterRec& a) {
 json lun_json(uint16_t number, const LunRec* l) {
   json j = {{"lun", number}};
   if (!l) return j;
+  if (l->inquiry && !l->inquiry->empty()) j["inquiryData"] = hex(*l->inquiry);
+  for (const auto& kv : l->vpd) {
+    char page[8];
+    std::snprintf(page, sizeof page, "0x%02x", kv.first);
+    j["vpdPages"][page] = hex(kv.second);
+  }
   if (l->inquiry && l->inquiry->size() >= 36) {
     const Bytes& q = *l->inquiry;
     j["deviceType"] = q[0] & 0x1F;

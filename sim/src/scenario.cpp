@@ -101,7 +101,7 @@ static Bytes target_info_bytes(const Target& t) {
 static Lun load_lun(const json& j, const std::string& path) {
   check_keys(j, path,
              {"lun", "deviceType", "vendor", "product", "revision", "serial", "wwuln", "page83", "blocks",
-              "blockLength", "buffer", "ready", "bufferSupported", "capacityRecord"});
+              "blockLength", "buffer", "ready", "bufferSupported", "capacityRecord", "inquiryData", "vpdPages"});
   if (!j.contains("lun")) throw LoadError(path + ": missing key \"lun\"");
   Lun l;
   l.number = uint16_t(json_uint(j["lun"], path + ".lun", 0x3FFF));
@@ -124,6 +124,19 @@ static Lun load_lun(const json& j, const std::string& path) {
     std::memcpy(l.buffer.data(), b.data(), b.size());
   }
   if (j.contains("ready")) l.ready = json_bool(j["ready"], path + ".ready");
+  if (j.contains("inquiryData")) {
+    l.inquiryData = parse_hex(json_string(j["inquiryData"], path + ".inquiryData"), path + ".inquiryData");
+    if (l.inquiryData.size() > 255) throw LoadError(path + ".inquiryData: more than 255 bytes");
+  }
+  if (j.contains("vpdPages")) {
+    require_object(j["vpdPages"], path + ".vpdPages");
+    for (auto it = j["vpdPages"].begin(); it != j["vpdPages"].end(); ++it) {
+      const std::string p = path + ".vpdPages." + it.key();
+      const uint8_t page = uint8_t(json_uint(json(it.key()), p, 0xFF));
+      l.vpdPages[page] = parse_hex(json_string(*it, p), p);
+      if (l.vpdPages[page].size() > 0xFFFF) throw LoadError(p + ": more than 65535 bytes");
+    }
+  }
   if (j.contains("bufferSupported")) l.bufferSupported = json_bool(j["bufferSupported"], path + ".bufferSupported");
   if (j.contains("capacityRecord")) {
     const json& c = j["capacityRecord"];
@@ -356,6 +369,12 @@ static json dump_lun(const Lun& l) {
           {"buffer", to_hex(l.buffer.data(), l.buffer.size())},
           {"ready", l.ready},
           {"bufferSupported", l.bufferSupported}};
+  if (!l.inquiryData.empty()) j["inquiryData"] = to_hex(l.inquiryData.data(), l.inquiryData.size());
+  for (const auto& kv : l.vpdPages) {
+    char page[8];
+    std::snprintf(page, sizeof page, "0x%02x", kv.first);
+    j["vpdPages"][page] = to_hex(kv.second.data(), kv.second.size());
+  }
   if (l.hasCapacityRecord)
     j["capacityRecord"] = {{"lba", l.capacityLba}, {"blockLength", l.capacityBlockLength}, {"mbytes", l.capacityMbytes}};
   return j;

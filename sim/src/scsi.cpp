@@ -58,6 +58,14 @@ Outcome inquiry(const Lun& lun, const uint8_t* cdb) {
   const uint8_t page = cdb[2];
   Outcome o;
   o.allocation = be(cdb + 3, 2);
+  if (!evpd && page == 0 && !lun.inquiryData.empty()) {
+    o.data = lun.inquiryData;
+    return o;
+  }
+  if (evpd && lun.vpdPages.count(page)) {
+    o.data = lun.vpdPages.at(page);
+    return o;
+  }
   if (!evpd) {
     if (page != 0) return invalid_field();
     std::vector<uint8_t>& d = o.data;

@@ -35,6 +35,10 @@ struct Lun {
   bool hasCapacityRecord = false;
   uint64_t capacityLba = 0, capacityBlockLength = 0;
   uint32_t capacityMbytes = 0;
+  // Answers recorded from a real device, given back as they stand: the
+  // standard INQUIRY data and VPD pages by page code (see sim/recorder).
+  Bytes inquiryData;
+  std::map<uint8_t, Bytes> vpdPages;
 };
 
 struct Target {

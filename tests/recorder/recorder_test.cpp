@@ -46,6 +46,7 @@ Api direct_api() {
 std::string g_file;
 void* g_proxy = nullptr;
 int (*g_write_now)() = nullptr;
+void (*g_clear)() = nullptr;
 
 Api proxy_api() {
   Api a;
@@ -236,6 +237,8 @@ class RecorderTest : public ::testing::Test {
     ASSERT_NE(nullptr, g_proxy) << dlerror();
     g_write_now = reinterpret_cast<int (*)()>(dlsym(g_proxy, "izkrec_write_now"));
     ASSERT_NE(nullptr, g_write_now);
+    g_clear = reinterpret_cast<void (*)()>(dlsym(g_proxy, "izkrec_clear"));
+    ASSERT_NE(nullptr, g_clear);
   }
   static void TearDownTestSuite() {
     std::remove(g_file.c_str());
@@ -244,6 +247,7 @@ class RecorderTest : public ::testing::Test {
   void SetUp() override {
     unsetenv("IZKSDM_RECORD_SECRETS");
     ASSERT_EQ(0, izksim_reset()) << izksim_last_error();
+    g_clear();
   }
   void TearDown() override { izksim_clear_faults(); }
 
@@ -359,6 +363,40 @@ TEST_F(RecorderTest, SignalWritesASnapshotAndTheProcessGoesOn) {
   }
   EXPECT_TRUE(written);
   load_recording();
+}
+
+}  // namespace
+
+namespace {
+
+// A LUN whose answers the simulator would not make up itself: INQUIRY data
+// with its own flags and version, a unit serial number page and a device
+// identification page with two designators.
+const char kOddLun[] = R"({
+  "version": "odd array",
+  "adapters": [{
+    "instance": 0, "handle": 77,
+    "targets": [{"targetId": 2, "luns": [
+      {"lun": 0,
+       "inquiryData": "0000063223000030534f4d45564e4452415252415920202020202020202020203330303141424344",
+       "vpdPages": {"0x00": "0000000300808300",
+                    "0x80": "008000084142433132333435",
+                    "0x83": "008300180201000841424344454647480103000860012345678900ff"}},
+      {"lun": 1, "vendor": "PLAIN", "product": "DISK"}]}]
+  }]
+})";
+
+TEST_F(RecorderTest, DeviceAnswersComeBackByteForByte) {
+  ASSERT_EQ(0, izksim_load_scenario_json(kOddLun)) << izksim_last_error();
+  const Transcript direct = read_everything(direct_api());
+  ASSERT_EQ(0, izksim_load_scenario_json(kOddLun));
+  const Transcript recorded = record();
+  expect_same(direct, recorded);
+  load_recording();
+  expect_same(recorded, read_everything(direct_api()));
+  const std::string file = slurp(g_file);
+  EXPECT_NE(std::string::npos, file.find("\"vendor\": \"SOMEVNDR\"")) << file;
+  EXPECT_NE(std::string::npos, file.find("\"wwuln\": \"6001234567890" "0ff\"")) << file;
 }
 
 }  // namespace
