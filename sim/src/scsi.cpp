@@ -13,13 +13,10 @@ namespace {
 constexpr uint8_t kTestUnitReady = 0x00;
 constexpr uint8_t kInquiry = 0x12;
 constexpr uint8_t kReadCapacity10 = 0x25;
-constexpr uint8_t kWriteBuffer = 0x3B;
-constexpr uint8_t kReadBuffer = 0x3C;
 constexpr uint8_t kServiceActionIn16 = 0x9E;
 constexpr uint8_t kReadCapacity16 = 0x10;  // service action of 0x9E
 constexpr uint8_t kReportLuns = 0xA0;
 
-constexpr uint8_t kBufferModeData = 0x02;
 constexpr uint8_t kBufferModeDescriptor = 0x03;
 
 uint32_t be(const uint8_t* p, size_t n) {

@@ -20,6 +20,11 @@ constexpr uint8_t kSenseNotReady = 0x02;
 constexpr uint8_t kSenseIllegalRequest = 0x05;
 constexpr size_t kFixedSenseLength = 18;
 
+// READ/WRITE BUFFER operation codes and the buffer mode that carries data.
+constexpr uint8_t kWriteBuffer = 0x3B;
+constexpr uint8_t kReadBuffer = 0x3C;
+constexpr uint8_t kBufferModeData = 0x02;
+
 struct ScsiRequest {
   uint16_t bus = 0;
   uint16_t targetId = 0;

@@ -37,7 +37,9 @@ SD_EXPORT SD_STATUS SDSendScsiPassThruiSCSI(SDMGT_HANDLE handle, TARGETINFORMATI
   r.dataIn = dataIn;
   r.dataInLength = dataInLength;
   izksim::Sense s;
-  const uint32_t status = izksim::scsi_execute(*a, r, &s);
+  uint32_t status = izksim::monitor_before_scsi(*a, r, &s);
+  if (status == IZKSIM_OK) status = izksim::scsi_execute(*a, r, &s);
+  izksim::monitor_after_scsi(*a, r, status);
   if (status == IZKSIM_ST_CHECK_CONDITION) izksim::write_fixed_sense(s, sense, senseLength);
   return c.done(status);
 }

@@ -296,6 +296,8 @@ const char* status_text(uint32_t status) {
     case IZKSIM_ST_NOT_SUPPORTED_OS: return "Request not supported on this operating system";
     case IZKSIM_ST_OUT_OF_MEMORY: return "Out of memory";
     case IZKSIM_ST_NOT_SUPPORTED: return "Request not supported by this adapter";
+    case IZKSIM_ST_PING_NO_REPLY: return "No reply to ping";
+    case IZKSIM_ST_LOOPBACK_FAILED: return "Loopback test failed";
     case IZKSIM_ST_CHECK_CONDITION: return "SCSI command completed with check condition (sense data returned)";
     case IZKSIM_ST_BUFFER_TOO_SMALL: return "Buffer too small";
     case IZKSIM_ST_DATA_UNDERRUN: return "SCSI command completed with data underrun";

@@ -11,6 +11,7 @@
 
 #include "layout.hpp"
 #include "security.hpp"
+#include "monitor.hpp"
 
 namespace izksim {
 
@@ -155,9 +156,11 @@ struct Adapter {
   bool hasCrashRecord = false;
   Bytes crashRecord;  // written as it stands to the file SDGetCrashRecord names
 
-  // Sections kept for the functions that later rounds simulate (statistics,
-  // CHAP table, logs, iSNS, security), as the scenario gave them.
+  // Sections kept for functions a later round simulates, as the scenario gave
+  // them (none at present).
   json later = json::object();
+
+  Monitor monitor;  // counters, ping, loopback and buffer-test outcomes (sd_monitor.cpp)
 
   Target* find_target(uint16_t bus, uint16_t targetId);
   // Index of the next valid (DeviceState != 0) entry after `index`, 0 if none.

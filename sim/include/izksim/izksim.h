@@ -45,6 +45,8 @@ extern "C" {
 #define IZKSIM_ST_NOT_SUPPORTED_OS       0x2000001Cu /* "Request not supported on this operating system" */
 #define IZKSIM_ST_OUT_OF_MEMORY          0x2000001Fu /* "Out of memory" */
 #define IZKSIM_ST_NOT_SUPPORTED          0x2000002Du /* "Request not supported by this adapter" */
+#define IZKSIM_ST_PING_NO_REPLY          0x2000003Eu /* "No reply to ping" */
+#define IZKSIM_ST_LOOPBACK_FAILED        0x2000003Fu /* "Loopback test failed" */
 #define IZKSIM_ST_CHECK_CONDITION        0x20000040u /* "SCSI command completed with check condition (sense data returned)" */
 #define IZKSIM_ST_BUFFER_TOO_SMALL       0x20000072u /* "Buffer too small" */
 #define IZKSIM_ST_DATA_UNDERRUN          0x20000077u /* "SCSI command completed with data underrun" */
