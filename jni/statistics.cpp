@@ -5,103 +5,82 @@
 // array of a non-negative big integer, its bytes as they lie in the record.
 #include "statistics.h"
 
-#include <cstddef>
 #include <cstdio>
-#include <cstring>
 
 #include "adapter_sessions.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
 #include "jni_support.h"
 #include "marshal.h"
-#include "toolkit.h"
 
 using namespace dvh;
 using marshal::Conv;
-using marshal::F;
+using marshal::M;
+using marshal::Msg;
 using marshal::Field;
 
 namespace {
 
-// One named counter setter ("([B)V") and the record field it receives.
-struct Counter {
-    const char* setter;
-    uint32_t offset;  // kLookupOnly: the setter must exist but receives nothing
-    const char* missingMessage;
-};
-constexpr uint32_t kLookupOnly = UINT32_MAX;
-constexpr const char* kCounterSig = "([B)V";
-constexpr const char* kIndexedCounterSig = "([BI)V";
+using PS = HBAPORTSTATISCSI;
 
-#define DVH_COUNTER(setter, field) \
-    Counter { setter, offsetof(HBAPORTSTATISCSI, field), "GetMethodID - " setter " call failed!\n" }
-
-// In the order the setters are called. MACEncodingErrorCount, Reserved1 and
-// iSCSIUnexpectedIORxCount are not handed to Java.
-constexpr Counter kNamedCounters[] = {
-    DVH_COUNTER("setMACTxFramesCount", MACTxFramesCount),
-    DVH_COUNTER("setMACTxBytesCount", MACTxBytesCount),
-    DVH_COUNTER("setMACRxFramesCount", MACRxFramesCount),
-    DVH_COUNTER("setMACRxBytesCount", MACRxBytesCount),
-    DVH_COUNTER("setMACCRCErrorCount", MACCRCErrorCount),
-    DVH_COUNTER("setIPTxPacketsCount", IPTxPacketsCount),
-    DVH_COUNTER("setIPTxBytesCount", IPTxBytesCount),
-    DVH_COUNTER("setIPTxFragmentsCount", IPTxFragmentsCount),
-    DVH_COUNTER("setIPRxPacketsCount", IPRxPacketsCount),
-    DVH_COUNTER("setIPRxBytesCount", IPRxBytesCount),
-    DVH_COUNTER("setIPRxFragmentsCount", IPRxFragmentsCount),
-    DVH_COUNTER("setIPDatagramReassemblyCount", IPDatagramReassemblyCount),
-    // The first-generation record has no IPv6 counter; the setter is still required.
-    Counter{"setIPv6RxPacketsCount", kLookupOnly, "GetMethodID - setIPv6RxPacketsCount call failed!\n"},
-    Counter{"setIPRxPacketErrorCount", offsetof(HBAPORTSTATISCSI, IPRxPacketErrorCount),
-            "GetMethodID setBus - setIPRxPacketErrorCount call failed!\n"},
-    DVH_COUNTER("setIPReassemblyErrorCount", IPReassemblyErrorCount),
-    DVH_COUNTER("setTCPTxSegmentsCount", TCPTxSegmentsCount),
-    DVH_COUNTER("setTCPTxBytesCount", TCPTxBytesCount),
-    DVH_COUNTER("setTCPRxSegmentsCount", TCPRxSegmentsCount),
-    DVH_COUNTER("setTCPRxBytesCount", TCPRxBytesCount),
-    DVH_COUNTER("setTCPTimerExpiredCount", TCPTimerExpiredCount),
-    DVH_COUNTER("setTCPRxACKCount", TCPRxACKCount),
-    DVH_COUNTER("setTCPTxACKCount", TCPTxACKCount),
-    DVH_COUNTER("setTCPRxErrorSegmentCount", TCPRxErrorSegmentCount),
-    DVH_COUNTER("setTCPWindowProbeUpdateCount", TCPWindowProbeUpdateCount),
-    DVH_COUNTER("setiSCSITxPDUCount", iSCSITxPDUCount),
-    DVH_COUNTER("setiSCSITxBytesCount", iSCSITxBytesCount),
-    DVH_COUNTER("setiSCSIRxPDUCount", iSCSIRxPDUCount),
-    DVH_COUNTER("setiSCSIRxBytesCount", iSCSIRxBytesCount),
-    DVH_COUNTER("setiSCSICompleteIOsCount", iSCSICompleteIOsCount),
-    DVH_COUNTER("setiSCSIFormatErrorCount", iSCSIFormatErrorCount),
-    Counter{"setiSCSIHeaderDigestCount", offsetof(HBAPORTSTATISCSI, iSCSIHeaderDigestCount),
-            "GetMethodID setBus - setiSCSIHeaderDigestCount call failed!\n"},
-    DVH_COUNTER("setiSCSIDataDigestErrorCount", iSCSIDataDigestErrorCount),
-    DVH_COUNTER("setiSCSISeqErrorCount", iSCSISeqErrorCount),
+// The first generation's counters, in the order the setters are called.
+// MACEncodingErrorCount, Reserved1 and iSCSIUnexpectedIORxCount are not
+// handed to Java.
+constexpr Field kNamedCounters[] = {
+    M("setMACTxFramesCount", DVH_FIELD(PS, MACTxFramesCount), Conv::SetBigInt, Msg::Dash),
+    M("setMACTxBytesCount", DVH_FIELD(PS, MACTxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setMACRxFramesCount", DVH_FIELD(PS, MACRxFramesCount), Conv::SetBigInt, Msg::Dash),
+    M("setMACRxBytesCount", DVH_FIELD(PS, MACRxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setMACCRCErrorCount", DVH_FIELD(PS, MACCRCErrorCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPTxPacketsCount", DVH_FIELD(PS, IPTxPacketsCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPTxBytesCount", DVH_FIELD(PS, IPTxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPTxFragmentsCount", DVH_FIELD(PS, IPTxFragmentsCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPRxPacketsCount", DVH_FIELD(PS, IPRxPacketsCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPRxBytesCount", DVH_FIELD(PS, IPRxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPRxFragmentsCount", DVH_FIELD(PS, IPRxFragmentsCount), Conv::SetBigInt, Msg::Dash),
+    M("setIPDatagramReassemblyCount", DVH_FIELD(PS, IPDatagramReassemblyCount), Conv::SetBigInt, Msg::Dash),
+    // The record has no IPv6 counter; the setter is required all the same.
+    M("setIPv6RxPacketsCount", DVH_FIELD(PS, Reserved1), Conv::SetBigInt, Msg::Dash).lookOnly(),
+    M("setIPRxPacketErrorCount", DVH_FIELD(PS, IPRxPacketErrorCount), Conv::SetBigInt)
+        .message("GetMethodID setBus - setIPRxPacketErrorCount call failed!\n"),
+    M("setIPReassemblyErrorCount", DVH_FIELD(PS, IPReassemblyErrorCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPTxSegmentsCount", DVH_FIELD(PS, TCPTxSegmentsCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPTxBytesCount", DVH_FIELD(PS, TCPTxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPRxSegmentsCount", DVH_FIELD(PS, TCPRxSegmentsCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPRxBytesCount", DVH_FIELD(PS, TCPRxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPTimerExpiredCount", DVH_FIELD(PS, TCPTimerExpiredCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPRxACKCount", DVH_FIELD(PS, TCPRxACKCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPTxACKCount", DVH_FIELD(PS, TCPTxACKCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPRxErrorSegmentCount", DVH_FIELD(PS, TCPRxErrorSegmentCount), Conv::SetBigInt, Msg::Dash),
+    M("setTCPWindowProbeUpdateCount", DVH_FIELD(PS, TCPWindowProbeUpdateCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSITxPDUCount", DVH_FIELD(PS, iSCSITxPDUCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSITxBytesCount", DVH_FIELD(PS, iSCSITxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSIRxPDUCount", DVH_FIELD(PS, iSCSIRxPDUCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSIRxBytesCount", DVH_FIELD(PS, iSCSIRxBytesCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSICompleteIOsCount", DVH_FIELD(PS, iSCSICompleteIOsCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSIFormatErrorCount", DVH_FIELD(PS, iSCSIFormatErrorCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSIHeaderDigestCount", DVH_FIELD(PS, iSCSIHeaderDigestCount), Conv::SetBigInt)
+        .message("GetMethodID setBus - setiSCSIHeaderDigestCount call failed!\n"),
+    M("setiSCSIDataDigestErrorCount", DVH_FIELD(PS, iSCSIDataDigestErrorCount), Conv::SetBigInt, Msg::Dash),
+    M("setiSCSISeqErrorCount", DVH_FIELD(PS, iSCSISeqErrorCount), Conv::SetBigInt, Msg::Dash),
 };
-#undef DVH_COUNTER
 static_assert(sizeof kNamedCounters / sizeof kNamedCounters[0] == 33, "33 named counter setters");
+static_assert(marshal::validTable(kNamedCounters), "first-generation counter table");
 
-constexpr bool countersInRecord()
-{
-    for (const Counter& c : kNamedCounters)
-        if (c.offset != kLookupOnly && (c.offset % 8 != 0 || c.offset + 8 > offsetof(HBAPORTSTATISCSI, Reserved)))
-            return false;
-    return true;
-}
-static_assert(countersInRecord(), "every named counter is a 64-bit counter of HBAPORTSTATISCSI");
+// The 6124's counters, all through one setter that takes the index.
+constexpr Field kIndexedCounters[] = {
+    M("setStatByIndex", DVH_FIELD(HBAPORTSTATISCSIEXTEND, Counters), Conv::SetBigIntByIndex, Msg::Dash),
+};
+static_assert(sizeof(HBAPORTSTATISCSIEXTEND::Counters) == 68 * 8, "68 indexed counters");
+static_assert(marshal::validTable(kIndexedCounters), "extended counter table");
 
 // The adapter's running state, on the adapter object.
 constexpr const char* kStateMissing = "GetMethodID call failed!\n";
 constexpr Field kAdapterState[] = {
-    F("setState", "(I)V", DVH_FIELD(HBAISCSIPORTAL, State), Conv::SetInt, kStateMissing),
-    F("setDhcpState", "(I)V", DVH_FIELD(HBAISCSIPORTAL, dhcpState), Conv::SetInt, kStateMissing),
-    F("setLinkStatus", "(I)V", DVH_FIELD(HBAISCSIPORTAL, linkStatus), Conv::SetInt, kStateMissing),
+    M("setState", DVH_FIELD(HBAISCSIPORTAL, State), Conv::SetInt).message(kStateMissing),
+    M("setDhcpState", DVH_FIELD(HBAISCSIPORTAL, dhcpState), Conv::SetInt).message(kStateMissing),
+    M("setLinkStatus", DVH_FIELD(HBAISCSIPORTAL, linkStatus), Conv::SetInt).message(kStateMissing),
 };
 static_assert(marshal::validTable(kAdapterState), "adapter state accessor table");
-
-uint64_t counterAt(const HBAPORTSTATISCSI& stats, uint32_t offset)
-{
-    uint64_t value;
-    std::memcpy(&value, reinterpret_cast<const uint8_t*>(&stats) + offset, sizeof value);
-    return value;
-}
 
 jint getStatistics(JNIEnv* env, jint dev, jobject jStats)
 {
@@ -115,16 +94,7 @@ jint getStatistics(JNIEnv* env, jint dev, jobject jStats)
         std::printf("SDGetStatisticsiSCSI call failed!\n");
         return static_cast<jint>(status);
     }
-    for (const Counter& c : kNamedCounters) {
-        jmethodID mid = methodId(env, cls.get(), c.setter, kCounterSig);
-        if (!mid) {
-            std::fputs(c.missingMessage, stdout);
-            return kStatusLookupFailed;
-        }
-        if (c.offset != kLookupOnly)
-            DVH_TRY(assign64toBigInt(env, counterAt(stats, c.offset), mid, jStats));
-    }
-    return kStatusOk;
+    return marshal::toJava(env, jStats, cls.get(), &stats, kNamedCounters);
 }
 
 jint getStatistics6124(JNIEnv* env, jint dev, jobject jStats)
@@ -138,14 +108,7 @@ jint getStatistics6124(JNIEnv* env, jint dev, jobject jStats)
         std::printf("SDGetStatisticsiSCSI6124 call failed!\n");
         return static_cast<jint>(status);
     }
-    jmethodID mid = methodId(env, cls.get(), "setStatByIndex", kIndexedCounterSig);
-    if (!mid) {
-        std::printf("GetMethodID - setStatByIndex call failed!\n");
-        return kStatusLookupFailed;
-    }
-    for (int index = 0; index < static_cast<int>(HBAPORTSTATISCSIEXTEND::CounterCount); ++index)
-        DVH_TRY(assign64toBigIntByIndex(env, ext.Counters, index, mid, jStats));
-    return kStatusOk;
+    return marshal::toJava(env, jStats, cls.get(), &ext, kIndexedCounters);
 }
 
 jint getHBAState(JNIEnv* env, jint dev, jobject jHBA)
