@@ -51,6 +51,7 @@ import picocli.CommandLine.TypeConversionException;
  * away as the launcher does.
  */
 @Command(name = "dvh-examine", mixinStandardHelpOptions = true, version = "dvh-examine 1.1",
+        subcommands = Diagnose.class,
         description = {
             "Opens every iSCSI adapter, reports its properties, firmware initialization block and device "
                     + "database as the native bridge library reads them, and closes the adapters again. "
@@ -62,6 +63,9 @@ import picocli.CommandLine.TypeConversionException;
             "The report also lists the CHAP table (entry names only, never secrets), the iSNS discovery "
                     + "settings with the targets the iSNS server reported, the boot code settings and the vital "
                     + "product data; --logs adds each adapter's connection error log and ARP table.",
+            "",
+            "--stats adds each adapter's state and port counters (both controller generations). The diag "
+                    + "subcommand runs ping, the loopback test and the read/write buffer test (see diag --help).",
             "",
             "With --watch SECONDS the adapters' asynchronous events are watched instead of reported on: "
                     + "event collection is switched on for every adapter, each adapter is asked for its "
@@ -96,6 +100,9 @@ public class Examiner implements Callable<Integer> {
 
     @Option(names = "--logs", description = "Add each adapter's connection error log and ARP table to the report.")
     boolean logs;
+
+    @Option(names = "--stats", description = "Add each adapter's state and port counters to the report.")
+    boolean stats;
 
     @Option(names = "--watch", paramLabel = "SECONDS", converter = PositiveSeconds.class,
             description = "Instead of the report, watch the adapters' asynchronous events for SECONDS "
@@ -175,7 +182,7 @@ public class Examiner implements Callable<Integer> {
             return watch(cl, wrapper);
         }
         // Every native call is made here, before any of the report is written.
-        Report report = collect(wrapper, logs);
+        Report report = collect(wrapper, logs, stats);
         String text;
         try {
             text = json ? toJson(report) + "\n" : toText(report);
@@ -210,6 +217,11 @@ public class Examiner implements Callable<Integer> {
 
     /** The same, with each adapter's logs when {@code logs} is set. */
     static Report collect(ApiWrapper api, boolean logs) {
+        return collect(api, logs, false);
+    }
+
+    /** The same, with each adapter's state and counters when {@code stats} is set. */
+    static Report collect(ApiWrapper api, boolean logs, boolean stats) {
         api.initJNINative();
         Report report = new Report();
         report.libraryVersion = api.getVersioniSCSI();
@@ -220,7 +232,11 @@ public class Examiner implements Callable<Integer> {
                     break;
                 }
                 opened.add(instance);
-                report.adapters.add(AdapterReport.gather(api, instance, logs));
+                AdapterReport adapter = AdapterReport.gather(api, instance, logs);
+                if (stats) {
+                    adapter.statistics = StatsReport.gather(api, instance, adapter.problems);
+                }
+                report.adapters.add(adapter);
             }
         } finally {
             for (int instance : opened) {
@@ -386,7 +402,7 @@ public class Examiner implements Callable<Integer> {
 
     /** One adapter: its properties, firmware block and device database, and what could not be read. */
     @JsonPropertyOrder({"instance", "problems", "properties", "firmware", "deviceDatabase", "targets", "security",
-        "chapTable", "isns", "boot", "vpd", "logs"})
+        "chapTable", "isns", "boot", "vpd", "logs", "statistics"})
     public static class AdapterReport {
         public int instance;
         /** One line per native call that did not succeed, e.g. "getChipInfo: status 0x2000002d". */
@@ -408,6 +424,9 @@ public class Examiner implements Callable<Integer> {
         /** The connection error log and ARP table; only with --logs. */
         @JsonInclude(JsonInclude.Include.NON_NULL)
         public LogsReport logs;
+        /** The adapter's state and counters; only with --stats. */
+        @JsonInclude(JsonInclude.Include.NON_NULL)
+        public StatsReport statistics;
 
         static AdapterReport gather(ApiWrapper api, int instance) {
             return gather(api, instance, false);
@@ -478,6 +497,9 @@ public class Examiner implements Callable<Integer> {
             vpd.appendText(sb);
             if (logs != null) {
                 logs.appendText(sb);
+            }
+            if (statistics != null) {
+                statistics.appendText(sb);
             }
         }
     }
