@@ -4,18 +4,24 @@ import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
 import com.norvik.dvh.iscsi.model.BootInfo;
+import com.norvik.dvh.iscsi.model.BufferTestResult;
 import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.ChipInfo;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
 import com.norvik.dvh.iscsi.model.DriverInfo;
+import com.norvik.dvh.iscsi.model.ExtendedPortStatistics;
 import com.norvik.dvh.iscsi.model.FirmwareInfo;
 import com.norvik.dvh.iscsi.model.HBA;
+import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.InitFW;
 import com.norvik.dvh.iscsi.model.LUN;
+import com.norvik.dvh.iscsi.model.LoopbackTestResult;
 import com.norvik.dvh.iscsi.model.NodeInfo;
+import com.norvik.dvh.iscsi.model.PortStatistics;
 import com.norvik.dvh.iscsi.model.SCSIInqInfo;
 import com.norvik.dvh.iscsi.model.Target;
 import com.norvik.dvh.iscsi.model.TargetInfo;
+import com.norvik.dvh.iscsi.model.TestStatus;
 import com.norvik.dvh.iscsi.model.VitalProductData;
 import com.norvik.dvh.iscsi.model.iSNSDiscoveryConfig;
 import com.norvik.dvh.iscsi.sim.SimControl;
@@ -57,6 +63,7 @@ public final class Bench {
     private static final int POLICIES = 64;
     private static final int TRANSFORMS = 16;
     private static final int ISNS_TARGETS = 512;
+    private static final char[] BUFFER_PATTERN = "0123456789abcdef0123456789ABCDEF".toCharArray();
 
     /** A host object for events. */
     public static final class Host {
@@ -262,6 +269,11 @@ public final class Bench {
         }
         String firmwareImage = image.toString();
         Host host = new Host();
+        IPAddr pingAddress = IPAddr.of("192.168.50.1");
+        TargetInfo bufferTarget = new TargetInfo(0, 0, 1);
+        bufferTarget.setTargetState(4);
+        bufferTarget.setSupportsTest(true);
+        bufferTarget.setPerformBufferTest(true);
 
         m.put("getVersioniSCSI", () -> api.getVersioniSCSI().length());
         m.put("openDevice+closeDevice", () -> (api.closeDevice(1) ? 1 : 0) + (api.openDevice(1) ? 1 : 0));
@@ -301,6 +313,14 @@ public final class Bench {
         m.put("setSecurityPolicies", () -> api.setSecurityPolicies(0, policyArray));
         m.put("getiSCSISecurityInfo", () -> api.getiSCSISecurityInfo(0, new HBA()));
         m.put("getiSCSISecurityStatistics", () -> api.getiSCSISecurityStatistics(0, new HBA()));
+        m.put("getiSCSIStatistics", () -> api.getiSCSIStatistics(0, new PortStatistics()));
+        m.put("getiSCSIStatistics6124", () -> api.getiSCSIStatistics6124(0, new ExtendedPortStatistics()));
+        m.put("getiSCSIHBAState", () -> api.getiSCSIHBAState(0, new HBA(0)));
+        m.put("resetISCSICounters", () -> api.resetISCSICounters(0, 0) ? 1 : 0);
+        m.put("ping", () -> api.ping(0, pingAddress, 1));
+        m.put("loopbackTest (1 run)", () -> api.loopbackTest(0, 0, 0, 1, new TestStatus(), new LoopbackTestResult()));
+        m.put("readWriteBufferTest (1 LUN, 1 run)", () -> api.readWriteBufferTest(0, new Object[] {bufferTarget}, 0,
+                1, BUFFER_PATTERN, new TestStatus(), new Object[] {new BufferTestResult()}));
         m.put("getBootInfo", () -> api.getBootInfo(0, new BootInfo()));
         m.put("getRunningBIOSInfo", () -> api.getRunningBIOSInfo(0, new BootInfo()));
         m.put("setBootInfo", () -> api.setBootInfo(0, boot));
