@@ -7,12 +7,10 @@ import com.fasterxml.jackson.databind.SerializationFeature;
 import com.norvik.dvh.iscsi.jni.ApiStatus;
 import com.norvik.dvh.iscsi.jni.ApiWrapper;
 import com.norvik.dvh.iscsi.model.BufferTestResult;
-import com.norvik.dvh.iscsi.model.DevDBEntry;
 import com.norvik.dvh.iscsi.model.DiagnosticStatus;
 import com.norvik.dvh.iscsi.model.HBA;
 import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.LoopbackTestResult;
-import com.norvik.dvh.iscsi.model.Target;
 import com.norvik.dvh.iscsi.model.TargetInfo;
 import com.norvik.dvh.iscsi.model.TestStatus;
 
@@ -61,7 +59,6 @@ public class Diagnose implements Callable<Integer> {
             + "norvik-dvh-buffer-test\u0001";
     static final int MAX_PATTERN = 64;
     static final int DEFAULT_ITERATIONS = 10;
-    static final int SESSION_ACTIVE = 4;
 
     @Spec
     CommandSpec spec;
@@ -403,37 +400,15 @@ public class Diagnose implements Callable<Integer> {
         if (status != 0) {
             return luns;
         }
-        // As in the report: the target object names its entry by position while the adapter counts
-        // disk targets, by target id otherwise.
-        boolean byPosition = hba.getNumberDiskTargets() != 0;
-        List<DevDBEntry> entries = hba.getDeviceDataBaseEntries();
-        for (int position = 0; position < entries.size(); position++) {
-            DevDBEntry e = entries.get(position);
-            if (e.getState() != SESSION_ACTIVE) {
-                continue;
-            }
-            Target t = new Target(byPosition ? position : e.getTargetID());
-            t.getTargetInfo().setTargetID(e.getTargetID());
-            t.getTargetInfo().setTargetState(e.getState());
-            String which = "(entry " + e.getTargetID() + ")";
-            status = api.getiSCSITargetData(adapter, hba, t);
-            ReportChecks.check(problems, "getiSCSITargetData" + which, status);
-            if (status != 0) {
-                continue;
-            }
-            status = api.getScsiReportLUNsData(adapter, hba, t);
-            ReportChecks.check(problems, "getScsiReportLUNsData" + which, status);
-            if (status != 0) {
-                continue;
-            }
+        TargetsReport.forEachActiveTarget(api, adapter, hba, problems, t -> {
             for (int number : t.getLUNs()) {
                 TargetInfo lun = t.getTargetInfo().withLUN(number);
-                lun.setTargetState(SESSION_ACTIVE);
+                lun.setTargetState(TargetsReport.SESSION_ACTIVE);
                 lun.setSupportsTest(true);
                 lun.setPerformBufferTest(true);
                 luns.add(lun);
             }
-        }
+        });
         return luns;
     }
 

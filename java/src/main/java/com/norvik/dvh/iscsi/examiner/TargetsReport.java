@@ -14,6 +14,7 @@ import java.math.BigInteger;
 import java.math.RoundingMode;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.function.Consumer;
 
 /**
  * The adapter's targets and their LUNs for the examiner, in the manner of lsscsi: each LUN by its
@@ -77,6 +78,17 @@ public class TargetsReport {
 
     static TargetsReport gather(ApiWrapper api, int instance, HBA hba, List<String> problems) {
         TargetsReport r = new TargetsReport();
+        forEachActiveTarget(api, instance, hba, problems, t -> r.targets.add(target(api, instance, t, problems)));
+        return r;
+    }
+
+    /**
+     * Hands each of the adapter's targets with an active session to {@code each} as soon as it is
+     * read with its LUN numbers (REPORT LUNS); {@code hba} holds the adapter's data. A target that
+     * cannot be read is one of the problems.
+     */
+    static void forEachActiveTarget(ApiWrapper api, int instance, HBA hba, List<String> problems,
+            Consumer<com.norvik.dvh.iscsi.model.Target> each) {
         // While the adapter counts disk targets, the library takes the target object's instance as a
         // position in the adapter's device database list; otherwise as the target id itself.
         boolean byPosition = hba.getNumberDiskTargets() != 0;
@@ -91,13 +103,11 @@ public class TargetsReport {
             t.getTargetInfo().setTargetID(e.getTargetID());
             t.getTargetInfo().setTargetState(e.getState());
             String which = "(entry " + e.getTargetID() + ")";
-            if (!check(problems, "getiSCSITargetData" + which, api.getiSCSITargetData(instance, hba, t))
-                    || !check(problems, "getScsiReportLUNsData" + which, api.getScsiReportLUNsData(instance, hba, t))) {
-                continue;
+            if (check(problems, "getiSCSITargetData" + which, api.getiSCSITargetData(instance, hba, t))
+                    && check(problems, "getScsiReportLUNsData" + which, api.getScsiReportLUNsData(instance, hba, t))) {
+                each.accept(t);
             }
-            r.targets.add(target(api, instance, t, problems));
         }
-        return r;
     }
 
     private static Target target(ApiWrapper api, int instance, com.norvik.dvh.iscsi.model.Target t,
