@@ -358,6 +358,8 @@ class DiagnosticsTest extends NativeTestBase {
         assertFalse(rejecting.getSupportsTest());
         assertEquals(0, r[0].getIoCount());
         assertEquals(0, r[0].getDataMiscompare());
+        // Clearing the counters keeps MBytesCount: the baseline read's, the scenario's 2754.
+        assertEquals(2754, r[0].getMBytesCount());
         // Only the first WRITE BUFFER went to it, and no second statistics read; the next target ran.
         assertEquals(1 + 4, commands(0x3B).size());
         assertEquals(DiagnosticStatus.TESTED, r[1].getReadWriteBufferTestStatus());
