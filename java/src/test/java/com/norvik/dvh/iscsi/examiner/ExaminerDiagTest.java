@@ -7,7 +7,6 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import com.norvik.dvh.iscsi.jni.NativeTestBase;
 
 import java.io.IOException;
 import java.io.PrintWriter;
@@ -29,18 +28,18 @@ import picocli.CommandLine;
  * instance 0 has LUNs 0:0:0-2, 0:1:0 (no buffer commands) and 0:3:0-3 (0:3:0 spoils its 5th READ
  * BUFFER); it answers pings to 192.168.50.1.
  */
-class ExaminerDiagTest extends NativeTestBase {
+class ExaminerDiagTest extends ExaminerTestBase {
 
     private static final ObjectMapper JSON = new ObjectMapper();
 
-    private String out;
+    /** The examiner's standard error in the last run of {@link #diag}. */
     private String err;
-    private int exitCode;
 
-    private void examine(String... args) {
+    /** A run whose standard error (diag's progress with --json) is kept apart. */
+    private void diag(String... args) {
         StringWriter sw = new StringWriter();
         StringWriter ew = new StringWriter();
-        stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true))
+        nativeOut = stdout(() -> exitCode = Examiner.commandLine().setOut(new PrintWriter(sw, true))
                 .setErr(new PrintWriter(ew, true)).execute(args));
         out = sw.toString();
         err = ew.toString();
@@ -86,7 +85,7 @@ class ExaminerDiagTest extends NativeTestBase {
 
     @Test
     void diagByDefaultRunsTheLoopbackAndTheBufferTestOnEveryLun() {
-        examine("diag");
+        diag("diag");
         assertEquals(1, exitCode, out + err);
         assertTrue(out.startsWith("loopback: iteration 1 of 10\nloopback: iteration 2 of 10\n"), out);
         assertTrue(out.contains("loopback: iteration 10 of 10\nbuffer test [0:0:0]: iteration 1 of 10\n"), out);
@@ -104,7 +103,7 @@ class ExaminerDiagTest extends NativeTestBase {
 
     @Test
     void diagPingsAndReportsInJson() throws IOException {
-        examine("diag", "--ping", "192.168.50.1", "--packets", "2", "--json");
+        diag("diag", "--ping", "192.168.50.1", "--packets", "2", "--json");
         assertEquals(0, exitCode, out + err);
         JsonNode r = JSON.readTree(out);
         assertEquals(0, r.get("adapter").asInt());
@@ -113,7 +112,7 @@ class ExaminerDiagTest extends NativeTestBase {
         assertFalse(r.has("loopback"));
         assertEquals("ping 192.168.50.1: 2 packets\n", err);
 
-        examine("diag", "-a", "1", "--ping", "192.168.50.1", "--loopback", "3", "--mode", "2", "--json");
+        diag("diag", "-a", "1", "--ping", "192.168.50.1", "--loopback", "3", "--mode", "2", "--json");
         assertEquals(1, exitCode);
         r = JSON.readTree(out);
         assertFalse(r.get("ping").get("replied").asBoolean());
@@ -123,7 +122,7 @@ class ExaminerDiagTest extends NativeTestBase {
 
     @Test
     void diagStopsAtTheFirstFailureWhenAsked() throws IOException {
-        examine("diag", "--buffer", "10", "--stop-on-error", "--json");
+        diag("diag", "--buffer", "10", "--stop-on-error", "--json");
         assertEquals(1, exitCode);
         JsonNode tests = JSON.readTree(out).get("bufferTests");
         // 0:0:0-2 pass, 0:1:0 is not supported (not a failure of the method), 0:3:0 miscompares.
@@ -147,17 +146,17 @@ class ExaminerDiagTest extends NativeTestBase {
             {"diag", "--loopback", "lots"},
         };
         for (String[] args : bad) {
-            examine(args);
+            diag(args);
             assertEquals(2, exitCode, String.join(" ", args));
             assertTrue(out.isEmpty(), out);
         }
-        examine("diag", "--pattern", "y".repeat(64), "--buffer", "1", "--json");
+        diag("diag", "--pattern", "y".repeat(64), "--buffer", "1", "--json");
         assertEquals(1, exitCode);
     }
 
     @Test
     void diagOfAnAdapterThatIsNotThere() {
-        examine("diag", "--adapter", "5", "--loopback", "1");
+        diag("diag", "--adapter", "5", "--loopback", "1");
         assertEquals(1, exitCode);
         assertEquals("Adapter 5\n  Problem: openDevice: adapter 5 cannot be opened\n", out);
     }
