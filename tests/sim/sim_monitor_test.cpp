@@ -77,7 +77,7 @@ TEST_F(MonitorTest, RecordedRecordsGiveTheirCounters) {
   std::string first(360 * 2, '0'), ext(624 * 2, '0'), gen(128 * 2, '0');
   first.replace(0, 2, "05");           // MACTxFramesCount
   first.replace(104 * 2, 2, "77");     // Reserved1: no counter
-  first.replace(272 * 2, 16, "ffffffffffffffff");  // iSCSISeqErrorCount
+  first.replace(160 * 2, 16, "ffffffffffffffff");  // TCPTimerExpiredCount, in no other record
   ext.replace(2 * 8 * 2, 2, "2a");     // index 2, MACTxMulticast
   ext.replace(0, 2, "06");             // MACTxFramesCount again
   gen.replace(2 * 8 * 2, 4, "3412");   // IoCount
@@ -86,7 +86,7 @@ TEST_F(MonitorTest, RecordedRecordsGiveTheirCounters) {
   HBAPORTSTATISCSI s;
   ASSERT_EQ(0u, SDGetStatisticsiSCSI(handle, &s));
   EXPECT_EQ(6u, s.MACTxFramesCount);
-  EXPECT_EQ(kMax, s.iSCSISeqErrorCount);
+  EXPECT_EQ(kMax, s.TCPTimerExpiredCount);
   EXPECT_EQ(0u, s.Reserved1);
   HBAPORTSTATISCSIEXTEND e;
   ASSERT_EQ(0u, SDGetStatisticsiSCSIExtend(handle, &e));
