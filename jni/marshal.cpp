@@ -141,24 +141,24 @@ jint setIPAddrShorts(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* rec
 
 jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record, const Field& f)
 {
-    const ObjectSpec& spec = *f.objectSpec;
+    const ObjectRecipe& recipe = *f.objectRecipe;
     char name[160];
-    std::snprintf(name, sizeof name, "%s%s", kModelPackage, spec.className);
+    std::snprintf(name, sizeof name, "%s%s", kModelPackage, recipe.className);
     LocalRef<jclass> cls = findClass(env, name);
     if (!cls) {
-        std::fputs(spec.classMissingMessage, stdout);
+        std::fputs(recipe.classMissingMessage, stdout);
         return kStatusClassNotFound;
     }
     LocalRef<jobject> made = newObject(env, cls.get());
     if (!made) {
-        std::fputs(spec.newFailedMessage, stdout);
+        std::fputs(recipe.newFailedMessage, stdout);
         return kStatusNullObject;
     }
-    jint filled = toJava(env, made.get(), cls.get(), record + f.offset, spec.fields, spec.count);
+    jint filled = toJava(env, made.get(), cls.get(), record + f.offset, recipe.fields, recipe.count);
     if (filled != kStatusOk) {
-        if (filled == kStatusJavaThrew || !spec.fillFailedMessage)
+        if (filled == kStatusJavaThrew || !recipe.fillFailedMessage)
             return filled;
-        std::fputs(spec.fillFailedMessage, stdout);
+        std::fputs(recipe.fillFailedMessage, stdout);
         return kStatusNullObject;
     }
     if (!adder)
@@ -333,9 +333,9 @@ const char* signatureFor(const Field& f, char* buffer, size_t size)
 {
     if (f.conv != Conv::AddNew)
         return signatureOf(f.conv);
-    if (!f.objectSpec)
+    if (!f.objectRecipe)
         return nullptr;
-    int n = std::snprintf(buffer, size, "(L%s%s;)V", kModelPackage, f.objectSpec->className);
+    int n = std::snprintf(buffer, size, "(L%s%s;)V", kModelPackage, f.objectRecipe->className);
     return n > 0 && static_cast<size_t>(n) < size ? buffer : nullptr;
 }
 

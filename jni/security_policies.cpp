@@ -85,7 +85,7 @@ constexpr Field kTransformToJava[] = {
     M("setIKEAuthMethod", DVH_FIELD(ST, IKEAuthMethod), Conv::SetInt, Msg::Obj),
     M("setType", DVH_FIELD(ST, Type), Conv::SetInt, Msg::Obj),
 };
-constexpr marshal::ObjectSpec kTransformObject = marshal::objectSpec(
+constexpr marshal::ObjectRecipe kTransformObject = marshal::objectRecipe(
     "SecurityTransform", kTransformToJava, "Find Transform class call failed!\n", "New Security Policy Object failed!\n");
 // Applied to one transform of the record at a time.
 constexpr Field kAddTransform[] = {

@@ -136,10 +136,10 @@ constexpr Field kIPsecSA[] = {
 constexpr const char* kSAClassMissing = "Find SADetails class call failed!\n";
 constexpr const char* kSANotMade = "New SADetails Object failed!\n";
 constexpr const char* kSAAdderMissing = "GetMethodID addSADetails for SecurityPolicyEntry call failed!\n";
-constexpr marshal::ObjectSpec kIkeSAObject =
-    marshal::objectSpec("SecurityAssociationDetails", kIkeSA, kSAClassMissing, kSANotMade);
-constexpr marshal::ObjectSpec kIPsecSAObject =
-    marshal::objectSpec("SecurityAssociationDetails", kIPsecSA, kSAClassMissing, kSANotMade);
+constexpr marshal::ObjectRecipe kIkeSAObject =
+    marshal::objectRecipe("SecurityAssociationDetails", kIkeSA, kSAClassMissing, kSANotMade);
+constexpr marshal::ObjectRecipe kIPsecSAObject =
+    marshal::objectRecipe("SecurityAssociationDetails", kIPsecSA, kSAClassMissing, kSANotMade);
 constexpr Field kAddIkeSA[] = {
     M("addSecurityAssociation", 0, sizeof(IK), Conv::AddNew).message(kSAAdderMissing).object(kIkeSAObject),
 };

@@ -39,7 +39,7 @@
 //                      null (default "NULL javaIPObject!\n", status 4099)
 //     .computed(fn)    SetIntComputed: the int is fn(record)
 //     .trace(fmt)      printf(fmt, value) after the call
-//     .object(spec)    AddNew: the object to build (ObjectSpec)
+//     .object(r)       AddNew: the object to build (an ObjectRecipe)
 //     .lookOnly()      the accessor is looked up (its absence is an error)
 //                      but never called
 //
@@ -74,10 +74,10 @@
 //   SetIPAddrShorts "([SI)V"           short[16] of an ISCSIIPADDR's address bytes and its Type
 //   AddNew "(Lcom/norvik/dvh/iscsi/model/<Class>;)V"
 //                                      builds a <Class> by name (FindClass, "<init>" "()V",
-//                                      NewObject), fills it with the spec's table from the record
+//                                      NewObject), fills it with the recipe's table from the record
 //                                      at the entry's offset, then hands it to the adder `name` on
 //                                      the holder and deletes the local reference. Class not
-//                                      found: the spec's text, 4098; object not made: its text,
+//                                      found: the recipe's text, 4098; object not made: its text,
 //                                      4099; table failed: its status (or, with fillFailedMessage,
 //                                      that text and 4099); adder missing: the entry's message.
 //
@@ -154,7 +154,7 @@ enum class Msg : uint8_t {
 
 using ComputeFn = jint (*)(const uint8_t* record);
 
-struct ObjectSpec;
+struct ObjectRecipe;
 
 struct Field {
     const char* name;
@@ -168,7 +168,7 @@ struct Field {
     ComputeFn compute = nullptr;             // SetIntComputed
     const char* traceFormat = nullptr;       // printed with the field's value after the call
     Msg form = Msg::Text;
-    const ObjectSpec* objectSpec = nullptr;  // AddNew
+    const ObjectRecipe* objectRecipe = nullptr;  // AddNew
     bool lookupOnly = false;
 
     constexpr Field mask(uint32_t m) const { Field f = *this; f.maskOrBound = m; return f; }
@@ -184,13 +184,13 @@ struct Field {
         f.missingMessage = text;
         return f;
     }
-    constexpr Field object(const ObjectSpec& spec) const { Field f = *this; f.objectSpec = &spec; return f; }
+    constexpr Field object(const ObjectRecipe& recipe) const { Field f = *this; f.objectRecipe = &recipe; return f; }
     constexpr Field lookOnly() const { Field f = *this; f.lookupOnly = true; return f; }
 };
 
 // What an AddNew entry builds: a model class by its simple name, filled by
 // `fields` from the record at the entry's offset.
-struct ObjectSpec {
+struct ObjectRecipe {
     const char* className;                    // e.g. "SecurityTransform"
     const Field* fields;
     size_t count;
@@ -200,10 +200,10 @@ struct ObjectSpec {
 };
 
 template <size_t N>
-constexpr ObjectSpec objectSpec(const char* className, const Field (&fields)[N], const char* classMissingMessage,
-                                const char* newFailedMessage, const char* fillFailedMessage = nullptr)
+constexpr ObjectRecipe objectRecipe(const char* className, const Field (&fields)[N], const char* classMissingMessage,
+                                  const char* newFailedMessage, const char* fillFailedMessage = nullptr)
 {
-    return ObjectSpec{className, fields, N, classMissingMessage, newFailedMessage, fillFailedMessage};
+    return ObjectRecipe{className, fields, N, classMissingMessage, newFailedMessage, fillFailedMessage};
 }
 
 // One table entry: accessor, record field (DVH_FIELD gives offset and
@@ -311,7 +311,7 @@ constexpr bool widthFits(const Field& f)
     case Conv::SetIPAddrShorts:
         return f.width == 20;
     case Conv::AddNew:
-        return f.objectSpec != nullptr && f.objectSpec->className != nullptr && f.objectSpec->fields != nullptr;
+        return f.objectRecipe != nullptr && f.objectRecipe->className != nullptr && f.objectRecipe->fields != nullptr;
     }
     return false;
 }

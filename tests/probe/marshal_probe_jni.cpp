@@ -74,16 +74,16 @@ constexpr Field kItemFill[] = {
     M("setId", DVH_FIELD(Item, id), Conv::SetInt, Msg::Obj),
     M("setName", DVH_FIELD(Item, name), Conv::SetText).message("GetMethodID call failed!\n"),
 };
-constexpr marshal::ObjectSpec kItemSpec =
-    marshal::objectSpec("ProbeItem", kItemFill, "Find Item class call failed!\n", "New Item Object failed!\n");
-constexpr marshal::ObjectSpec kMissingSpec =
-    marshal::objectSpec("NoSuchProbeItem", kItemFill, "Find Item class call failed!\n", "New Item Object failed!\n");
+constexpr marshal::ObjectRecipe kItemRecipe =
+    marshal::objectRecipe("ProbeItem", kItemFill, "Find Item class call failed!\n", "New Item Object failed!\n");
+constexpr marshal::ObjectRecipe kMissingRecipe =
+    marshal::objectRecipe("NoSuchProbeItem", kItemFill, "Find Item class call failed!\n", "New Item Object failed!\n");
 constexpr Field kItems[] = {
-    M("addItem", DVH_FIELD(Items, first), Conv::AddNew, Msg::Obj).object(kItemSpec),
-    M("addItem", DVH_FIELD(Items, second), Conv::AddNew, Msg::Obj).object(kItemSpec),
+    M("addItem", DVH_FIELD(Items, first), Conv::AddNew, Msg::Obj).object(kItemRecipe),
+    M("addItem", DVH_FIELD(Items, second), Conv::AddNew, Msg::Obj).object(kItemRecipe),
 };
 constexpr Field kMissingItems[] = {
-    M("addItem", DVH_FIELD(Items, first), Conv::AddNew, Msg::Obj).object(kMissingSpec),
+    M("addItem", DVH_FIELD(Items, first), Conv::AddNew, Msg::Obj).object(kMissingRecipe),
 };
 
 struct Plain {
