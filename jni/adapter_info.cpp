@@ -118,6 +118,8 @@ static_assert(marshal::validTable(kFirmwareInfo) && marshal::validTable(kDriverI
               "adapter property accessor tables");
 
 constexpr uint32_t kLastDDBIndex = 511;
+constexpr marshal::Method kAddDDBEntry =
+    marshal::method("addDeviceDataBaseEntry", "(Lcom/norvik/dvh/iscsi/model/DevDBEntry;)V", Msg::Obj);
 
 jint setChipInfo(JNIEnv* env, jobject jObj, const CHIPINFO* chip)
 {
@@ -133,8 +135,12 @@ jint setChipInfo(JNIEnv* env, jobject jObj, const CHIPINFO* chip)
 }
 
 // Target list of the adapter with this handle, rebuilt from the device
-// database while it is read. The registry is looked up again for every
-// change, so a concurrent close never leaves a dangling adapter here.
+// database while it is read. A change of the registry since the list was
+// emptied here sends every add through the registry's search again, so a
+// concurrent close never leaves a dangling adapter here. The targets of the
+// old list are kept aside and reused (cleared, as new ones would be) rather
+// than freed and allocated again one by one; those left over are freed at the
+// end.
 class TargetListRebuild {
 public:
     explicit TargetListRebuild(SDMGT_HANDLE handle) : handle_(handle)
@@ -147,25 +153,40 @@ public:
             return;
         }
         listed_ = true;
-        RemoveAllTargetsFromTargetList(hba);
+        spare_ = hba->TargetList.firstTarget;
+        InitTargetList(hba);
+        hba_ = hba;
         edits_ = RegistryEdits();
         CoreLogMessageShared(kLogInfo, "getiSCSIHBAData: Initializing Target list for HBA with SDM ID=%d, Java ID=%d",
                              hba->HbaHandle, hba->HbaNumber);
     }
+    ~TargetListRebuild()
+    {
+        while (spare_) {
+            SDMTarget* next = spare_->next;
+            DeleteTarget(spare_);
+            spare_ = next;
+        }
+    }
+    TargetListRebuild(const TargetListRebuild&) = delete;
+    TargetListRebuild& operator=(const TargetListRebuild&) = delete;
+
     void add(uint32_t index, uint32_t state)
     {
         if (!listed_)
             return;
         RegistryLock lock;
-        SDMHba* hba = FindHbaDeviceInHbaList(handle_);
-        SDMTarget* target = hba ? CreateNewTarget() : nullptr;
+        // Unchanged edits: the adapter seen when the list was emptied is still listed.
+        const bool unchanged = RegistryEdits() == edits_;
+        SDMHba* hba = unchanged ? hba_ : FindHbaDeviceInHbaList(handle_);
+        SDMTarget* target = hba ? newTarget() : nullptr;
         if (!target)
             return;
         target->TargetID = index;
         target->State = state;
         // While the list holds only the targets added here, in rising ID
         // order, the new ID cannot be in it: append without the search.
-        if (RegistryEdits() == edits_ && (!added_ || lastId_ < index)) {
+        if (unchanged && (!added_ || lastId_ < index)) {
             AppendTargetToTargetList(hba, target);
             lastId_ = index;
             added_ = true;
@@ -177,9 +198,22 @@ public:
     }
 
 private:
+    // A cleared target: one of the old list's, or a new one.
+    SDMTarget* newTarget()
+    {
+        if (!spare_)
+            return CreateNewTarget();
+        SDMTarget* target = spare_;
+        spare_ = target->next;
+        std::memset(static_cast<void*>(target), 0, sizeof *target);
+        return target;
+    }
+
     SDMGT_HANDLE handle_;
     bool listed_ = false;
-    uint64_t edits_ = 0;  // the registry's edits when the list was emptied here
+    SDMHba* hba_ = nullptr;         // valid while the registry's edits stay edits_
+    uint64_t edits_ = 0;            // the registry's edits when the list was emptied here
+    SDMTarget* spare_ = nullptr;    // the old list's targets not reused yet (owned)
     uint32_t lastId_ = 0;
     bool added_ = false;
 };
@@ -196,6 +230,10 @@ jint readDeviceDatabase(JNIEnv* env, jobject jObj, SDMGT_HANDLE handle, uint32_t
     }
     TargetListRebuild targets(handle);
     LocalRef<jclass> hbaClass = objectClass(env, jObj);
+    // Every entry is made from ddbClass: its identifiers, and those of its
+    // parts' classes, are resolved once for the whole database.
+    DDBClasses classes(env, ddbClass.get());
+    marshal::ClassIds hba(env, hbaClass.get());
 
     uint32_t made = 0;
     for (uint32_t index = 0; index <= kLastDDBIndex;) {
@@ -209,12 +247,13 @@ jint readDeviceDatabase(JNIEnv* env, jobject jObj, SDMGT_HANDLE handle, uint32_t
             std::printf("SDGetDDBEntry call failed! %x\n", status);
 
         if (entry.DeviceState != 0) {
-            LocalRef<jobject> devObj = newObject(env, ddbClass.get());
+            LocalRef<jobject> devObj = marshal::newObject(env, classes.entry);
             if (!devObj) {
                 std::printf("New Device Object failed!\n");
                 return kStatusNullObject;
             }
-            jint filled = setiSCSIDevDDBEntry(env, devObj.get(), &entry, static_cast<jint>(made), 0);
+            // setiSCSIDevDDBEntry without its class check: the object was made from that class.
+            jint filled = fillDevDBEntry(env, devObj.get(), classes, &entry, static_cast<jint>(made), 0);
             if (filled != kStatusOk) {
                 if (filled == kStatusJavaThrew)
                     return filled;
@@ -222,15 +261,7 @@ jint readDeviceDatabase(JNIEnv* env, jobject jObj, SDMGT_HANDLE handle, uint32_t
                 return kStatusNullObject;
             }
             targets.add(index, entry.DeviceState);
-            jmethodID add = methodId(env, hbaClass.get(), "addDeviceDataBaseEntry",
-                                     "(Lcom/norvik/dvh/iscsi/model/DevDBEntry;)V");
-            if (!add) {
-                std::printf("GetMethodID addDeviceDataBaseEntry - Obj call failed!\n");
-                return kStatusLookupFailed;
-            }
-            env->CallVoidMethod(jObj, add, devObj.get());
-            if (thrown(env))
-                return kStatusJavaThrew;
+            DVH_TRY(marshal::callVoid(env, jObj, hba, kAddDDBEntry, devObj.get()));
             ++made;
         }
         uint32_t next = entry.NextValid;

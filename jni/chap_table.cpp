@@ -109,7 +109,7 @@ jint chapEntryClass(JNIEnv* env, jobject obj, LocalRef<jclass>& cls)
     return kStatusOk;
 }
 
-jint secretToJava(JNIEnv* env, jobject obj, jclass cls, const CT* entry)
+jint secretToJava(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const CT* entry)
 {
     LocalRef<jshortArray> array(env, env->NewShortArray(static_cast<jsize>(kSecretSize)));
     if (!array)
@@ -139,18 +139,26 @@ jint secretFromJava(JNIEnv* env, jobject obj, jclass cls, CT* entry)
     return kStatusOk;
 }
 
-// setFlags, setLink, [setFlashIndex], setChapSecret, setChapName.
+// setFlags, setLink, [setFlashIndex], setChapSecret, setChapName on an
+// object of the CHAPTableEntry class.
+jint fillEntry(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const CT* entry, const uint32_t* flashIndex)
+{
+    DVH_TRY(marshal::toJava(env, obj, cls, entry, kFlagsLinkToJava));
+    if (flashIndex) {
+        IndexArgument index{*flashIndex};
+        DVH_TRY(marshal::toJava(env, obj, cls, &index, kFlashIndexToJava));
+    }
+    DVH_TRY(secretToJava(env, obj, cls, entry));
+    return marshal::toJava(env, obj, cls, entry, kNameToJava);
+}
+
+// The same on any object, after the class check.
 jint entryToJava(JNIEnv* env, jobject obj, const CT* entry, const uint32_t* flashIndex)
 {
     LocalRef<jclass> cls;
     DVH_TRY(chapEntryClass(env, obj, cls));
-    DVH_TRY(marshal::toJava(env, obj, cls.get(), entry, kFlagsLinkToJava));
-    if (flashIndex) {
-        IndexArgument index{*flashIndex};
-        DVH_TRY(marshal::toJava(env, obj, cls.get(), &index, kFlashIndexToJava));
-    }
-    DVH_TRY(secretToJava(env, obj, cls.get(), entry));
-    return marshal::toJava(env, obj, cls.get(), entry, kNameToJava);
+    marshal::ClassIds ids(env, cls.get());
+    return fillEntry(env, obj, ids, entry, flashIndex);
 }
 
 // getFlags, getLink, [getFlashIndex], getChapSecretLength, getChapSecret, getChapName.
@@ -219,27 +227,30 @@ jint addEntries(JNIEnv* env, jobject jHBA, const std::vector<CT>& table, uint32_
         std::printf("Find CHAP class call failed!\n");
         return kStatusClassNotFound;
     }
+    // Every entry is made from cls (so the class check of setiSCSICHAPEntry
+    // holds without asking): its identifiers are resolved once for the table.
+    marshal::ClassIds entries(env, cls.get());
+    marshal::ClassIds hba(env, hbaClass.get());
     // The library's count is trusted no further than the buffer reaches.
     const uint32_t n = std::min<uint32_t>(count, static_cast<uint32_t>(table.size()));
     for (uint32_t i = 0; i < n; ++i) {
         if (sparse && i != 0 && table[i].ChapName[0] == 0)
             continue;
-        LocalRef<jobject> obj = newObject(env, cls.get());
+        LocalRef<jobject> obj = marshal::newObject(env, entries);
         if (!obj) {
             if (thrown(env))
                 return kStatusJavaThrew;
             std::printf("New Device Object failed!\n");
             return kStatusNullObject;
         }
-        const jint status = sparse ? setiSCSICHAPEntrySparse(env, obj.get(), table.data(), i)
-                                   : setiSCSICHAPEntry(env, obj.get(), &table[i]);
+        const jint status = fillEntry(env, obj.get(), entries, &table[i], sparse ? &i : nullptr);
         if (status == kStatusJavaThrew)
             return status;
         if (status != kStatusOk) {
             std::fputs(sparse ? "setiSCSICHAPEntrySparse() failed!\n" : "setiSCSICHAPEntry() failed!\n", stdout);
             return kStatusNullObject;
         }
-        DVH_TRY(marshal::callVoid(env, jHBA, hbaClass.get(), kAddEntry, obj.get()));
+        DVH_TRY(marshal::callVoid(env, jHBA, hba, kAddEntry, obj.get()));
     }
     return kStatusOk;
 }

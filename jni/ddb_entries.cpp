@@ -157,6 +157,30 @@ static_assert(marshal::validTable(kDDBSessionId) && marshal::validTable(kDDBIden
 // Marshalling routines
 // ---------------------------------------------------------------------------
 
+namespace {
+// The getters of the entry's parts, with their texts when missing.
+constexpr marshal::Method kNodeInfoOfEntry =
+    marshal::method("getNodeInfo", kNodeInfoGetterSig).message("GetMethodID  setiSCSIName call failed!\n");
+constexpr marshal::Method kDeviceOfEntry =
+    marshal::method("getDeviceEntry", kDevEntryGetterSig).message("GetMethodID  DevEntry call failed!\n");
+
+jint nodeInfoToJava(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, marshal::IPAddrMaker& addresses,
+                    const NODEINFOISCSI* node)
+{
+    if (!jObj) {
+        std::printf("NULL javaNodeInfoObject!2\n");
+        return kStatusOk;
+    }
+    cls.follow(env, jObj);
+    jint status = marshal::toJava(env, jObj, cls, node, kNodeNames);
+    if (status != kStatusOk)
+        return thrownOnly(status);
+    DVH_TRY(setIPAddr(env, jObj, cls, addresses, &node->IPAddr, kAddrIPAddress));
+    status = marshal::toJava(env, jObj, cls, node, kNodePortalCount);
+    return thrownOnly(status);
+}
+}  // namespace
+
 jint setiSCSIDevDDBEntry(JNIEnv* env, jobject javaDevDBEntryObject, const DEVICEENTRYISCSI* pDDB, jint index,
                          jint paramsOnly)
 {
@@ -171,39 +195,36 @@ jint setiSCSIDevDDBEntry(JNIEnv* env, jobject javaDevDBEntryObject, const DEVICE
         std::printf("NULL javaDDBObject!\n");
         return kStatusNullObject;
     }
-    jobject obj = javaDevDBEntryObject;
-    DVH_TRY(marshal::toJava(env, obj, cls.get(), pDDB, kDDBSessionId));
+    DDBClasses classes(env, cls.get());
+    return fillDevDBEntry(env, javaDevDBEntryObject, classes, pDDB, index, paramsOnly);
+}
+
+jint fillDevDBEntry(JNIEnv* env, jobject obj, DDBClasses& classes, const DEVICEENTRYISCSI* pDDB, jint index,
+                    jint paramsOnly)
+{
+    marshal::ClassIds& cls = classes.entry;
+    DVH_TRY(marshal::toJava(env, obj, cls, pDDB, kDDBSessionId));
     if (paramsOnly == 0)
-        DVH_TRY(marshal::toJava(env, obj, cls.get(), pDDB, kDDBIdentity));
+        DVH_TRY(marshal::toJava(env, obj, cls, pDDB, kDDBIdentity));
     IndexArgument indexArgument{static_cast<uint32_t>(index)};
-    DVH_TRY(marshal::toJava(env, obj, cls.get(), &indexArgument, kDDBIndex));
-    DVH_TRY(marshal::toJava(env, obj, cls.get(), pDDB, kDDBParams));
+    DVH_TRY(marshal::toJava(env, obj, cls, &indexArgument, kDDBIndex));
+    DVH_TRY(marshal::toJava(env, obj, cls, pDDB, kDDBParams));
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, obj, cls.get(), "getNodeInfo", kNodeInfoGetterSig, "GetMethodID  setiSCSIName call failed!\n",
-                           "NULL javaNodeInfoObject!1\n", nodeInfo));
-    DVH_TRY(setNodeInfo(env, nodeInfo.get(), &pDDB->EntryInfo));
+    DVH_TRY(getObjectField(env, obj, cls, kNodeInfoOfEntry, "NULL javaNodeInfoObject!1\n", nodeInfo));
+    DVH_TRY(nodeInfoToJava(env, nodeInfo.get(), classes.node, classes.addresses, &pDDB->EntryInfo));
 
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, obj, cls.get(), "getDeviceEntry", kDevEntryGetterSig, "GetMethodID  DevEntry call failed!\n",
-                           "NULL javaDevEntryObject!\n", devEntry));
-    DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), &pDDB->DeviceInfo));
+    DVH_TRY(getObjectField(env, obj, cls, kDeviceOfEntry, "NULL javaDevEntryObject!\n", devEntry));
+    DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), classes.device, &pDDB->DeviceInfo));
     return kStatusOk;
 }
 
 jint setNodeInfo(JNIEnv* env, jobject jObj, const NODEINFOISCSI* node)
 {
-    if (!jObj) {
-        std::printf("NULL javaNodeInfoObject!2\n");
-        return kStatusOk;
-    }
-    LocalRef<jclass> cls = objectClass(env, jObj);
-    jint status = marshal::toJava(env, jObj, cls.get(), node, kNodeNames);
-    if (status != kStatusOk)
-        return thrownOnly(status);
-    DVH_TRY(setIPAddr(env, jObj, &node->IPAddr, kAddrIPAddress));
-    status = marshal::toJava(env, jObj, cls.get(), node, kNodePortalCount);
-    return thrownOnly(status);
+    marshal::ClassIds cls;
+    marshal::IPAddrMaker addresses;
+    return nodeInfoToJava(env, jObj, cls, addresses, node);
 }
 
 jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node)
@@ -229,12 +250,18 @@ jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node)
 
 jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, const ISCSIDEVICE* device)
 {
+    marshal::ClassIds cls;
+    return setiSCSIDevEntry(env, jObj, cls, device);
+}
+
+jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, const ISCSIDEVICE* record)
+{
     if (!jObj) {
         std::printf("NULL jObj!\n");
         return kStatusOk;
     }
-    LocalRef<jclass> cls = objectClass(env, jObj);
-    jint status = marshal::toJava(env, jObj, cls.get(), device, kDevEntryToJava);
+    cls.follow(env, jObj);
+    jint status = marshal::toJava(env, jObj, cls, record, kDevEntryToJava);
     return thrownOnly(status);
 }
 

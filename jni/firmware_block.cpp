@@ -115,6 +115,11 @@ jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
     return kStatusOk;
 }
 
+constexpr marshal::Method kInitFWOfAdapter =
+    marshal::method("getInitFW", kInitFWGetterSig).message("GetMethodID  getInitFW call failed!\n");
+constexpr marshal::Method kDevEntryOfInitFW =
+    marshal::method("getDevEntry", kDevEntryGetterSig).message("GetMethodID  getDevEntry call failed!\n");
+
 }  // namespace
 
 jint getInitFW(JNIEnv* env, jobject jInitFW, const INITFWISCSI* pInitFW)
@@ -123,14 +128,14 @@ jint getInitFW(JNIEnv* env, jobject jInitFW, const INITFWISCSI* pInitFW)
         std::printf("NULL javaInitFWObject!\n");
         return kStatusNullObject;
     }
-    LocalRef<jclass> cls = objectClass(env, jInitFW);
-    DVH_TRY(marshal::toJava(env, jInitFW, cls.get(), pInitFW, kInitFWToJava));
+    marshal::ClassIds cls;
+    cls.follow(env, jInitFW);
+    DVH_TRY(marshal::toJava(env, jInitFW, cls, pInitFW, kInitFWToJava));
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, jInitFW, cls.get(), "getDevEntry", kDevEntryGetterSig, "GetMethodID  getDevEntry call failed!\n",
-                           "NULL javaDevEntryObject!\n", devEntry));
-    DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), &pInitFW->DeviceInfo));
-    LocalRef<jclass> devEntryClass = objectClass(env, devEntry.get());
-    DVH_TRY(marshal::toJava(env, devEntry.get(), devEntryClass.get(), pInitFW, kInitFWDevEntryToJava));
+    DVH_TRY(getObjectField(env, jInitFW, cls, kDevEntryOfInitFW, "NULL javaDevEntryObject!\n", devEntry));
+    marshal::ClassIds devEntryClass;
+    DVH_TRY(setiSCSIDevEntry(env, devEntry.get(), devEntryClass, &pInitFW->DeviceInfo));
+    DVH_TRY(marshal::toJava(env, devEntry.get(), devEntryClass, pInitFW, kInitFWDevEntryToJava));
     return kStatusOk;
 }
 
@@ -150,16 +155,18 @@ jint getFWData(JNIEnv* env, jobject, jint dev, jobject jObj)
         return static_cast<jint>(status);
     }
     std::printf("\n** Getting HBA Port Data From HBA[handle:index]=%d:%d ***** \n", handle, dev);
-    DVH_TRY(setIPAddr(env, jObj, &block.IPAddr, kAddrIPAddress));
-    DVH_TRY(setIPAddr(env, jObj, &block.Gateway, kAddrGateway));
-    DVH_TRY(setIPAddr(env, jObj, &block.SubnetMask, kAddrSubnetMask));
-    DVH_TRY(setIPAddr(env, jObj, &block.PrimaryDNS.IPAddr, kAddrPrimaryDNS));
-    DVH_TRY(setIPAddr(env, jObj, &block.SLPDAAddr, kAddrSlpDa));
+    // The five addresses share one IPAddr maker and the adapter's identifiers.
+    marshal::ClassIds cls;
+    cls.follow(env, jObj);
+    marshal::IPAddrMaker addresses;
+    DVH_TRY(setIPAddr(env, jObj, cls, addresses, &block.IPAddr, kAddrIPAddress));
+    DVH_TRY(setIPAddr(env, jObj, cls, addresses, &block.Gateway, kAddrGateway));
+    DVH_TRY(setIPAddr(env, jObj, cls, addresses, &block.SubnetMask, kAddrSubnetMask));
+    DVH_TRY(setIPAddr(env, jObj, cls, addresses, &block.PrimaryDNS.IPAddr, kAddrPrimaryDNS));
+    DVH_TRY(setIPAddr(env, jObj, cls, addresses, &block.SLPDAAddr, kAddrSlpDa));
 
-    LocalRef<jclass> cls = objectClass(env, jObj);
     LocalRef<jobject> initFW;
-    DVH_TRY(getObjectField(env, jObj, cls.get(), "getInitFW", kInitFWGetterSig, "GetMethodID  getInitFW call failed!\n",
-                           "NULL javaInitFWObject!\n", initFW));
+    DVH_TRY(getObjectField(env, jObj, cls, kInitFWOfAdapter, "NULL javaInitFWObject!\n", initFW));
     return getInitFW(env, initFW.get(), &block);
 }
 

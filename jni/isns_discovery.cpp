@@ -124,6 +124,23 @@ jint JavaToSDM_iSNSDiscoveryConfig(JNIEnv* env, jobject cfg, SDM_ISNS_CONFIG* co
     return marshal::fromJava(env, cfg, cls.get(), config, kConfigFromJava);
 }
 
+namespace {
+// One target made from the target class and added to the adapter object.
+jint addTarget(JNIEnv* env, marshal::ClassIds& hba, marshal::ClassIds& targets, jobject jHBAObj,
+               const SDM_ISNS_DISCOVERED_TARGET* record)
+{
+    LocalRef<jobject> target = marshal::newObject(env, targets);
+    if (!target) {
+        if (thrown(env))
+            return kStatusJavaThrew;
+        std::printf("New Device Object failed for iSNSEntry!\n");
+        return kStatusNullObject;
+    }
+    DVH_TRY(marshal::toJava(env, target.get(), targets, record, kTargetToJava));
+    return marshal::callVoid(env, jHBAObj, hba, kAddTarget, target.get());
+}
+}  // namespace
+
 jint SDMToJava_iSNSDiscoveredTargets(JNIEnv* env, jclass hbacls, jclass iSNSTargetcls, jobject jHBAObj,
                                      const SDM_ISNS_DISCOVERED_TARGET* record)
 {
@@ -143,15 +160,9 @@ jint SDMToJava_iSNSDiscoveredTargets(JNIEnv* env, jclass hbacls, jclass iSNSTarg
         std::printf("NULL Input Buffer! (discoveredTargetTable)\n");
         return kStatusBadIndex;
     }
-    LocalRef<jobject> target = newObject(env, iSNSTargetcls);
-    if (!target) {
-        if (thrown(env))
-            return kStatusJavaThrew;
-        std::printf("New Device Object failed for iSNSEntry!\n");
-        return kStatusNullObject;
-    }
-    DVH_TRY(marshal::toJava(env, target.get(), iSNSTargetcls, record, kTargetToJava));
-    return marshal::callVoid(env, jHBAObj, hbacls, kAddTarget, target.get());
+    marshal::ClassIds hba(env, hbacls);
+    marshal::ClassIds targets(env, iSNSTargetcls);
+    return addTarget(env, hba, targets, jHBAObj, record);
 }
 
 // ---------------------------------------------------------------------------
@@ -238,9 +249,13 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSNSTargets(J
         return kStatusClassNotFound;
     }
     // The library's count is trusted no further than the buffer in use reaches.
+    // The checks of SDMToJava_iSNSDiscoveredTargets hold here for every
+    // target; the identifiers are resolved once for all of them.
     const uint32_t n = std::min(targetCount, capacity);
+    marshal::ClassIds hba(env, hbaClass.get());
+    marshal::ClassIds targets(env, targetClass.get());
     for (uint32_t i = 0; i < n; ++i) {
-        const jint added = SDMToJava_iSNSDiscoveredTargets(env, hbaClass.get(), targetClass.get(), jHBA, &records[i]);
+        const jint added = addTarget(env, hba, targets, jHBA, &records[i]);
         if (added == kStatusJavaThrew)
             return added;
         if (added != kStatusOk) {

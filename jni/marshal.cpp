@@ -149,7 +149,7 @@ jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record,
         std::fputs(recipe.classMissingMessage, stdout);
         return kStatusClassNotFound;
     }
-    LocalRef<jobject> made = newObject(env, cls.get());
+    LocalRef<jobject> made = dvh::newObject(env, cls.get());
     if (!made) {
         std::fputs(recipe.newFailedMessage, stdout);
         return kStatusNullObject;
@@ -361,10 +361,12 @@ void printMissing(Msg form, const char* name, const char* text)
     }
 }
 
-jint toJava(JNIEnv* env, jobject obj, jclass cls, const void* record, const Field* fields, size_t count)
+namespace {
+
+jint walkToJava(JNIEnv* env, jobject obj, jclass cls, const jmethodID* ids, const void* record, const Field* fields,
+                size_t count)
 {
     const auto* bytes = static_cast<const uint8_t*>(record);
-    const jmethodID* ids = tableIds(env, cls, fields, count);
     for (size_t i = 0; i < count; ++i) {
         const Field& f = fields[i];
         jmethodID mid = fieldId(env, cls, ids, fields, i);
@@ -379,10 +381,10 @@ jint toJava(JNIEnv* env, jobject obj, jclass cls, const void* record, const Fiel
     return kStatusOk;
 }
 
-jint fromJava(JNIEnv* env, jobject obj, jclass cls, void* record, const Field* fields, size_t count)
+jint walkFromJava(JNIEnv* env, jobject obj, jclass cls, const jmethodID* ids, void* record, const Field* fields,
+                  size_t count)
 {
     auto* bytes = static_cast<uint8_t*>(record);
-    const jmethodID* ids = tableIds(env, cls, fields, count);
     for (size_t i = 0; i < count; ++i) {
         const Field& f = fields[i];
         jmethodID mid = fieldId(env, cls, ids, fields, i);
@@ -394,6 +396,142 @@ jint fromJava(JNIEnv* env, jobject obj, jclass cls, void* record, const Field* f
         if (status != kStatusOk)
             return status;
     }
+    return kStatusOk;
+}
+
+// The no-argument constructor, under a key of its own.
+constexpr Method kNoArgConstructor = method("<init>", "()V");
+
+}  // namespace
+
+jint toJava(JNIEnv* env, jobject obj, jclass cls, const void* record, const Field* fields, size_t count)
+{
+    return walkToJava(env, obj, cls, tableIds(env, cls, fields, count), record, fields, count);
+}
+
+jint fromJava(JNIEnv* env, jobject obj, jclass cls, void* record, const Field* fields, size_t count)
+{
+    return walkFromJava(env, obj, cls, tableIds(env, cls, fields, count), record, fields, count);
+}
+
+jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, const void* record, const Field* fields, size_t count)
+{
+    return walkToJava(env, obj, cls.get(), cls.table(fields, count), record, fields, count);
+}
+
+jint fromJava(JNIEnv* env, jobject obj, ClassIds& cls, void* record, const Field* fields, size_t count)
+{
+    return walkFromJava(env, obj, cls.get(), cls.table(fields, count), record, fields, count);
+}
+
+// --- ClassIds -----------------------------------------------------------------
+
+void ClassIds::follow(JNIEnv* env, jobject obj)
+{
+    LocalRef<jclass> cls = objectClass(env, obj);
+    if (cls && cls_ && env->IsSameObject(cls.get(), cls_) == JNI_TRUE)
+        return;  // the same class: its identifiers stay, the new reference goes
+    adopt(env, static_cast<LocalRef<jclass>&&>(cls));
+}
+
+void ClassIds::adopt(JNIEnv* env, LocalRef<jclass>&& cls)
+{
+    env_ = env;
+    owned_ = static_cast<LocalRef<jclass>&&>(cls);
+    cls_ = owned_.get();
+    used_ = 0;
+}
+
+const jmethodID* ClassIds::remembered(const void* key) const
+{
+    for (size_t i = 0; i < used_; ++i) {
+        if (known_[i].key == key)
+            return known_[i].ids;
+    }
+    return nullptr;
+}
+
+void ClassIds::remember(const void* key, const jmethodID* ids)
+{
+    // Beyond its capacity it just asks the lookup layer each time.
+    if (ids && used_ < kKnown)
+        known_[used_++] = Known{key, ids};
+}
+
+const jmethodID* ClassIds::table(const Field* fields, size_t count)
+{
+    if (!cls_ || count == 0)
+        return nullptr;
+    if (const jmethodID* ids = remembered(fields))
+        return ids;
+    const jmethodID* ids = tableIds(env_, cls_, fields, count);
+    remember(fields, ids);
+    return ids;
+}
+
+jmethodID ClassIds::method(const Method& m)
+{
+    if (!cls_)
+        return nullptr;
+    if (const jmethodID* ids = remembered(&m))
+        return ids[0];
+    const jmethodID* ids = lookup::methods(env_, cls_, &m, m.name, 1, resolveMethod);
+    remember(&m, ids);
+    return ids ? ids[0] : lookup::rawMethod(env_, cls_, m.name, m.signature);
+}
+
+jint resolve(ClassIds& cls, const Method& m, jmethodID& out)
+{
+    out = cls.method(m);
+    if (out)
+        return kStatusOk;
+    printMissing(m.form, m.name, m.text);
+    return m.missingStatus;
+}
+
+LocalRef<jobject> newObject(JNIEnv* env, ClassIds& cls)
+{
+    jmethodID ctor = cls.method(kNoArgConstructor);
+    if (!ctor)
+        return {};
+    jobject obj = env->NewObject(cls.get(), ctor);
+    if (!obj)
+        env->ExceptionClear();
+    return LocalRef<jobject>(env, obj);
+}
+
+jint IPAddrMaker::make(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& out)
+{
+    out.reset();
+    if (!ids_.get()) {
+        ids_.adopt(env, findClass(env, kIPAddrClass));
+        if (!ids_.get()) {
+            std::printf("Find class call failed!\n");
+            return kStatusOk;
+        }
+    }
+    LocalRef<jobject> ipObj = newObject(env, ids_);
+    if (!ipObj) {
+        std::printf("NewObject failed!\n");
+        return kStatusOk;
+    }
+    LocalRef<jshortArray> array(env, env->NewShortArray(16));
+    if (!array)
+        return kStatusJavaThrew;
+    jshort values[16] = {};
+    for (size_t i = 0; i < n && i < 16; ++i)
+        values[i] = bytes ? bytes[i] : 0;
+    env->SetShortArrayRegion(array.get(), 0, 16, values);
+
+    jmethodID setAddress = ids_.method(kSetAddress);
+    if (!setAddress) {
+        std::printf("GetMethodID setAddress call failed!\n");
+        return kStatusOk;
+    }
+    env->CallVoidMethod(ipObj.get(), setAddress, array.get());
+    if (thrown(env))
+        return kStatusJavaThrew;
+    out = static_cast<LocalRef<jobject>&&>(ipObj);
     return kStatusOk;
 }
 
@@ -430,35 +568,8 @@ LocalRef<jbyteArray> bigIntBytes(JNIEnv* env, uint64_t value, bool reversed)
 
 jint newIPAddr(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& out)
 {
-    out.reset();
-    LocalRef<jclass> ipClass = findClass(env, kIPAddrClass);
-    if (!ipClass) {
-        std::printf("Find class call failed!\n");
-        return kStatusOk;
-    }
-    LocalRef<jobject> ipObj = newObject(env, ipClass.get());
-    if (!ipObj) {
-        std::printf("NewObject failed!\n");
-        return kStatusOk;
-    }
-    LocalRef<jshortArray> array(env, env->NewShortArray(16));
-    if (!array)
-        return kStatusJavaThrew;
-    jshort values[16] = {};
-    for (size_t i = 0; i < n && i < 16; ++i)
-        values[i] = bytes ? bytes[i] : 0;
-    env->SetShortArrayRegion(array.get(), 0, 16, values);
-
-    jmethodID setAddress = idOf(env, ipClass.get(), kSetAddress);
-    if (!setAddress) {
-        std::printf("GetMethodID setAddress call failed!\n");
-        return kStatusOk;
-    }
-    env->CallVoidMethod(ipObj.get(), setAddress, array.get());
-    if (thrown(env))
-        return kStatusJavaThrew;
-    out = static_cast<LocalRef<jobject>&&>(ipObj);
-    return kStatusOk;
+    IPAddrMaker maker;
+    return maker.make(env, bytes, n, out);
 }
 
 jint readIPAddr(JNIEnv* env, jobject ipObj, uint8_t* bytes)

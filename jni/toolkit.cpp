@@ -35,24 +35,42 @@ const dvh::marshal::Method& addressSetter(int type)
 {
     return type >= kAddrGateway && type <= kAddrTunnel ? kAddressSetters[type] : kAddressSetters[kAddrIPAddress];
 }
-}  // namespace
 
-jint setIPAddr(JNIEnv* env, jobject jObj, const ISCSIIPADDR* addr, int type)
+// The new address to the holder's setter of its kind. A null holder (no
+// class) is reported like a holder without the setter.
+jint handOver(JNIEnv* env, jobject jObj, dvh::marshal::ClassIds& holder, jobject ipObj, int type)
 {
-    LocalRef<jobject> ipObj;
-    DVH_TRY(dvh::marshal::newIPAddr(env, addr ? addr->IPAddress : nullptr, 16, ipObj));
-    if (!ipObj)
-        return kStatusOk;
-    // A null holder is reported like a holder without the setter.
-    LocalRef<jclass> holderClass = dvh::objectClass(env, jObj);
-    jmethodID setter = dvh::marshal::idOf(env, holderClass.get(), addressSetter(type));
+    jmethodID setter = holder.method(addressSetter(type));
     if (!setter) {
         std::printf(type == kAddrSlpDa ? "GetMethodID setSlpDa - Obj call failed!\n"
                                        : "GetMethodID setIPAddress - Obj call failed!\n");
         return kStatusOk;
     }
-    env->CallVoidMethod(jObj, setter, ipObj.get());
+    env->CallVoidMethod(jObj, setter, ipObj);
     return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+}  // namespace
+
+jint setIPAddr(JNIEnv* env, jobject jObj, const ISCSIIPADDR* addr, int type)
+{
+    dvh::marshal::ClassIds holder;
+    dvh::marshal::IPAddrMaker maker;
+    LocalRef<jobject> ipObj;
+    DVH_TRY(maker.make(env, addr ? addr->IPAddress : nullptr, 16, ipObj));
+    if (!ipObj)
+        return kStatusOk;
+    holder.follow(env, jObj);
+    return handOver(env, jObj, holder, ipObj.get(), type);
+}
+
+jint setIPAddr(JNIEnv* env, jobject jObj, dvh::marshal::ClassIds& holder, dvh::marshal::IPAddrMaker& maker,
+               const ISCSIIPADDR* addr, int type)
+{
+    LocalRef<jobject> ipObj;
+    DVH_TRY(maker.make(env, addr ? addr->IPAddress : nullptr, 16, ipObj));
+    if (!ipObj)
+        return kStatusOk;
+    return handOver(env, jObj, holder, ipObj.get(), type);
 }
 
 jint getIPAddr(JNIEnv* env, jobject jIPObj, ISCSIIPADDR* addr)
@@ -197,6 +215,17 @@ jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const char* name, cons
     out = LocalRef<jobject>(env, env->CallObjectMethod(obj, mid));
     if (thrown(env))
         return kStatusJavaThrew;
+    if (!out) {
+        std::fputs(nullMessage, stdout);
+        return kStatusNullObject;
+    }
+    return kStatusOk;
+}
+
+jint getObjectField(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const marshal::Method& getter,
+                    const char* nullMessage, LocalRef<jobject>& out)
+{
+    DVH_TRY(marshal::call(env, out, obj, cls, getter));
     if (!out) {
         std::fputs(nullMessage, stdout);
         return kStatusNullObject;

@@ -433,6 +433,108 @@ jint callVoidId(JNIEnv* env, jobject obj, jmethodID id, A... args)
 }
 
 // ---------------------------------------------------------------------------
+// One class for the length of a native call
+// ---------------------------------------------------------------------------
+
+// The identifiers of one class within one native call. A list method makes
+// every element from one class and finds the parts its getters hand back
+// mostly of one class: a ClassIds asks the lookup layer once per table or
+// method, and gives the same identifiers to every later object of that class
+// in the call, without probing the cache or comparing classes again. What a
+// walk does with them (accessors called, messages of missing ones, statuses,
+// exceptions) is exactly what it does with a jclass.
+//
+// It keeps its class referenced (its own local reference, or the caller's,
+// which must outlive it), so the identifiers stay valid while it lives. One
+// thread, one native call; never stored.
+class ClassIds {
+public:
+    ClassIds() = default;
+    // The caller's class (not owned), e.g. the one its objects are made from.
+    ClassIds(JNIEnv* env, jclass cls) : env_(env), cls_(cls) {}
+    ClassIds(const ClassIds&) = delete;
+    ClassIds& operator=(const ClassIds&) = delete;
+
+    // Takes the class of `obj` (GetObjectClass) for what follows: kept, with
+    // its identifiers, when it is the class already held (IsSameObject);
+    // otherwise held instead. A null object leaves no class.
+    void follow(JNIEnv* env, jobject obj);
+    // Holds a class of its own instead of the current one.
+    void adopt(JNIEnv* env, LocalRef<jclass>&& cls);
+
+    jclass get() const { return cls_; }
+    // The identifiers of a table on the class; null when the walk must look
+    // each accessor up itself (no class, or the cache is full).
+    const jmethodID* table(const Field* fields, size_t count);
+    // The identifier of one method; null when the class lacks it (or there
+    // is no class).
+    jmethodID method(const Method& m);
+
+private:
+    const jmethodID* remembered(const void* key) const;
+    void remember(const void* key, const jmethodID* ids);
+
+    struct Known {
+        const void* key;
+        const jmethodID* ids;
+    };
+    static constexpr size_t kKnown = 12;
+    JNIEnv* env_ = nullptr;
+    jclass cls_ = nullptr;
+    LocalRef<jclass> owned_;
+    Known known_[kKnown] = {};
+    size_t used_ = 0;
+};
+
+// The walks, the up-calls and the no-argument constructor with a ClassIds.
+jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, const void* record, const Field* fields, size_t count);
+jint fromJava(JNIEnv* env, jobject obj, ClassIds& cls, void* record, const Field* fields, size_t count);
+template <size_t N>
+jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, const void* record, const Field (&fields)[N])
+{
+    return toJava(env, obj, cls, record, fields, N);
+}
+template <size_t N>
+jint fromJava(JNIEnv* env, jobject obj, ClassIds& cls, void* record, const Field (&fields)[N])
+{
+    return fromJava(env, obj, cls, record, fields, N);
+}
+jint resolve(ClassIds& cls, const Method& m, jmethodID& out);
+template <class... A>
+jint callVoid(JNIEnv* env, jobject obj, ClassIds& cls, const Method& m, A... args)
+{
+    jmethodID id;
+    DVH_TRY(resolve(cls, m, id));
+    jvalue values[sizeof...(A) + 1] = {detail::arg(args)...};
+    env->CallVoidMethodA(obj, id, values);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+template <class R, class... A>
+jint call(JNIEnv* env, R& out, jobject obj, ClassIds& cls, const Method& m, A... args)
+{
+    jmethodID id;
+    DVH_TRY(resolve(cls, m, id));
+    jvalue values[sizeof...(A) + 1] = {detail::arg(args)...};
+    detail::invoke(env, out, obj, id, values);
+    return thrown(env) ? kStatusJavaThrew : kStatusOk;
+}
+// A new object of the class, made with its public no-argument constructor;
+// empty (error cleared) when it cannot be made, as newObject.
+LocalRef<jobject> newObject(JNIEnv* env, ClassIds& cls);
+
+// Makes IPAddr objects for one native call (setIPAddr's steps 1 to 5): the
+// class is found once (and looked for again while it cannot be found), its
+// constructor and setAddress resolved once.
+class IPAddrMaker {
+public:
+    // As newIPAddr.
+    jint make(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& out);
+
+private:
+    ClassIds ids_;
+};
+
+// ---------------------------------------------------------------------------
 // Addresses and counters, shared with the toolkit
 // ---------------------------------------------------------------------------
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "jni_support.h"
+#include "marshal.h"
 #include "sdm/sdm_api.h"
 
 // Address kinds of setIPAddr: which setter of the holder object receives the
@@ -30,6 +31,10 @@ enum IPAddrKind : int {
 // setter chosen by `type`. Failures print one line; the result is 0, or
 // dvh::kStatusJavaThrew when a Java method threw.
 jint setIPAddr(JNIEnv* env, jobject jObj, const ISCSIIPADDR* addr, int type);
+// The same within a native call that sets many addresses: `holder` holds the
+// class of jObj (none when jObj is null), the IPAddr maker is the call's.
+jint setIPAddr(JNIEnv* env, jobject jObj, dvh::marshal::ClassIds& holder, dvh::marshal::IPAddrMaker& maker,
+               const ISCSIIPADDR* addr, int type);
 // Reads the 16 address bytes of an IPAddr object; Type and Reserved are not
 // touched. Same result convention as setIPAddr.
 jint getIPAddr(JNIEnv* env, jobject jIPObj, ISCSIIPADDR* addr);
@@ -64,6 +69,10 @@ namespace dvh {
 // object in `out` and returns 0 (kStatusJavaThrew when the getter threw).
 jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const char* name, const char* signature,
                     const char* missingMessage, const char* nullMessage, LocalRef<jobject>& out);
+// The same through the call's identifiers of obj's class: `getter` carries
+// the missing-accessor message.
+jint getObjectField(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const marshal::Method& getter,
+                    const char* nullMessage, LocalRef<jobject>& out);
 }  // namespace dvh
 
 #endif  // DVH_TOOLKIT_H
