@@ -50,10 +50,11 @@ int32_t CoreLogMessageShared(int32_t messageType, const char* format, ...)
     // Formatted once, straight into the line: "<Word>: <message>\r\n", cut
     // to the line buffer like the two-step form (message, then line) was.
     char line[kLineBufferSize];
-    int prefix = std::snprintf(line, sizeof line, "%s: ", TranslateMessageTypeToStringShared(messageType));
-    size_t length = prefix < 0 ? 0 : static_cast<size_t>(prefix);
-    if (length > sizeof line - 1)
-        length = sizeof line - 1;
+    const char* word = TranslateMessageTypeToStringShared(messageType);
+    size_t length = std::strlen(word);  // a few letters: always fits
+    std::memcpy(line, word, length);
+    line[length++] = ':';
+    line[length++] = ' ';
     line[length] = '\0';
     if (format && length < sizeof line - 1) {
         va_list args;
