@@ -275,11 +275,9 @@ json adapter_json(const AdapterRec& a, bool secrets) {
       {k_SDGetDefaultDDBEntry, "defaultDdbEntry", &layouts::kDeviceEntryIscsi},
       {k_SDGetBootcodeInfo, "bootcode", &layouts::kSdmBootcode},
       {k_SDGetBootcodeDhcp, "bootcodeDhcp", nullptr},
-      // The simulator's counters are named and move by themselves; the
-      // records as read are kept for the reader, not replayed.
-      {k_SDGetStatisticsiSCSI, "//statistics", nullptr},
-      {k_SDGetStatisticsiSCSIExtend, "//statisticsExtend", nullptr},
-      {k_SDGetStatisticsGen, "//statisticsGen", nullptr},
+      {k_SDGetStatisticsiSCSI, "statistics", nullptr},
+      {k_SDGetStatisticsiSCSIExtend, "statisticsExtend", nullptr},
+      {k_SDGetStatisticsGen, "statisticsGen", nullptr},
       {k_SDGet_iSNSDiscoveryConfig, "isnsConfig", nullptr},
       {k_SDGetSecurityInfo, "securityInfo", nullptr},
       {k_SDGetSecurityStatsGen, "securityStats", nullptr},

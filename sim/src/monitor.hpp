@@ -40,6 +40,9 @@ struct Monitor {
   // Added to the counters after every statistics read, so they move between reads.
   std::map<std::string, uint64_t> perRead;
   uint64_t ioBytes = 0;  // data moved by SCSI commands; MBytesCount follows it
+  // Statistics records a recording gave ({"raw": hex}), by section name: each
+  // answers as it was recorded until the counters are reset.
+  std::map<std::string, std::vector<uint8_t>> recorded;
 
   // Addresses that answer a ping (16 bytes, IPv4 in the first 4), besides
   // the adapter's own.

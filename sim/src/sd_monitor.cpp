@@ -5,7 +5,8 @@
 // extended record (68 counters by index) and the generic record (the seven
 // port, I/O and link counters). The scenario sets them and how much each
 // moves after every read; SCSI commands make the I/O counters move as well.
-// A reset sets every counter to 0.
+// A record a recording gave answers as it was recorded. A reset sets every
+// counter to 0 and drops the recorded records.
 #include "monitor.hpp"
 
 #include <algorithm>
@@ -155,9 +156,12 @@ size_t size_of(const T* p) {
   return p ? sizeof(T) : 0;
 }
 
-// The frame every statistics getter shares: fault, handle, null record.
+// The frame every statistics getter shares: fault, handle, null record. A
+// recorded record answers its bytes as they stand (a recording replays what
+// the adapter said, not traffic on top of it); otherwise `fill` shows the
+// counters.
 template <class Record, class Fill>
-SD_STATUS read_statistics(const char* fn, SDMGT_HANDLE handle, Record* out, Fill fill) {
+SD_STATUS read_statistics(const char* fn, const char* section, SDMGT_HANDLE handle, Record* out, Fill fill) {
   SdCall c(fn);
   c.arg("handle", handle).rec("stats", out, size_of(out));
   if (c.faulted()) return c.status();
@@ -165,7 +169,11 @@ SD_STATUS read_statistics(const char* fn, SDMGT_HANDLE handle, Record* out, Fill
   if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
   if (!out) return c.done(IZKSIM_ST_INVALID_PARAMETER);
   std::memset(out, 0, sizeof(Record));
-  fill(a->monitor, out);
+  auto rec = a->monitor.recorded.find(section);
+  if (rec != a->monitor.recorded.end())
+    std::memcpy(out, rec->second.data(), std::min(rec->second.size(), sizeof(Record)));
+  else
+    fill(a->monitor, out);
   after_read(a->monitor);
   return c.done(IZKSIM_OK);
 }
@@ -199,6 +207,7 @@ void load_monitor(const json& adapter, const std::string& path, Adapter& a) {
     check_keys(section, p, {"raw"});
     if (!section.contains("raw")) throw LoadError(p + ": a recorded statistics record needs \"raw\"");
     const Bytes raw = parse_hex(json_string(section["raw"], p + ".raw"), p + ".raw");
+    m.recorded[r.key] = raw;
     for (size_t i = 0; i < r.count && 8 * (i + 1) <= raw.size(); ++i) {
       if (!r.names[i]) continue;
       uint64_t v = 0;
@@ -331,7 +340,7 @@ using izksim::SdCall;
 // --- Statistics --------------------------------------------------------------------
 
 SD_EXPORT SD_STATUS SDGetStatisticsiSCSI(SDMGT_HANDLE handle, HBAPORTSTATISCSI* stats) {
-  return izksim::read_statistics("SDGetStatisticsiSCSI", handle, stats, [](Monitor& m, HBAPORTSTATISCSI* out) {
+  return izksim::read_statistics("SDGetStatisticsiSCSI", "statistics", handle, stats, [](Monitor& m, HBAPORTSTATISCSI* out) {
     uint64_t values[35] = {};
     for (size_t i = 0; i < 35; ++i)
       if (izksim::kFirstGeneration[i]) values[i] = m.counters[izksim::kFirstGeneration[i]];
@@ -340,7 +349,7 @@ SD_EXPORT SD_STATUS SDGetStatisticsiSCSI(SDMGT_HANDLE handle, HBAPORTSTATISCSI* 
 }
 
 SD_EXPORT SD_STATUS SDGetStatisticsiSCSIExtend(SDMGT_HANDLE handle, HBAPORTSTATISCSIEXTEND* stats) {
-  return izksim::read_statistics("SDGetStatisticsiSCSIExtend", handle, stats,
+  return izksim::read_statistics("SDGetStatisticsiSCSIExtend", "statisticsExtend", handle, stats,
                                  [](Monitor& m, HBAPORTSTATISCSIEXTEND* out) {
                                    for (size_t i = 0; i < HBAPORTSTATISCSIEXTEND::CounterCount; ++i)
                                      out->Counters[i] = m.counters[izksim::kExtended[i]];
@@ -348,7 +357,7 @@ SD_EXPORT SD_STATUS SDGetStatisticsiSCSIExtend(SDMGT_HANDLE handle, HBAPORTSTATI
 }
 
 SD_EXPORT SD_STATUS SDGetStatisticsGen(SDMGT_HANDLE handle, HBAPORTSTATGEN* stats) {
-  return izksim::read_statistics("SDGetStatisticsGen", handle, stats, [](Monitor& m, HBAPORTSTATGEN* out) {
+  return izksim::read_statistics("SDGetStatisticsGen", "statisticsGen", handle, stats, [](Monitor& m, HBAPORTSTATGEN* out) {
     uint64_t values[7];
     for (size_t i = 0; i < 7; ++i) values[i] = m.counters[izksim::kGeneric[i]];
     std::memcpy(out, values, sizeof values);
@@ -364,6 +373,7 @@ SD_EXPORT SD_STATUS SDResetStatisticsiSCSI(SDMGT_HANDLE handle, uint16_t port) {
   if (!a) return c.done(IZKSIM_ST_INVALID_HANDLE);
   for (auto& kv : a->monitor.counters) kv.second = 0;
   a->monitor.ioBytes = 0;
+  a->monitor.recorded.clear();
   return c.done(IZKSIM_OK);
 }
 

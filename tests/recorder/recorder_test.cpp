@@ -32,7 +32,8 @@ struct Api {
   X(SDSendScsiInquiryCmdiSCSI) X(SDSendReadMBCapacity) X(SDSendScsiPassThruiSCSI) X(SDGetLogs) X(SDGetCrashRecord) \
   X(SDGet_iSNSDiscoveryConfig) X(SDGetAlliSNSDiscoveredTargets) X(SDGetSecurityPolicyTable) X(SDGetSecurityInfo)   \
   X(SDGetSecurityStatsGen) X(SDGetAllIKESAStatsDetails) X(SDGetIPsecSACountForPolicy) X(SDGetIPsecSAStatsDetails)  \
-  X(SDGetBootcodeInfo) X(SDEnableAeniSCSI) X(SDGetAeniSCSI) X(SDDisableAeniSCSI)
+  X(SDGetBootcodeInfo) X(SDEnableAeniSCSI) X(SDGetAeniSCSI) X(SDDisableAeniSCSI) X(SDGetStatisticsiSCSI)          \
+  X(SDGetStatisticsiSCSIExtend) X(SDGetStatisticsGen)
   API_LIST(API_FN)
 };
 
@@ -216,6 +217,10 @@ Transcript read_everything(const Api& api) {
         }
       }
     }
+    // The counters, after the SCSI traffic above moved them.
+    { HBAPORTSTATISCSI r{}; read_rec(t, a + "statistics", api.SDGetStatisticsiSCSI(h, &r), r); }
+    { HBAPORTSTATISCSIEXTEND r{}; read_rec(t, a + "statistics ext", api.SDGetStatisticsiSCSIExtend(h, &r), r); }
+    { HBAPORTSTATGEN r{}; read_rec(t, a + "statistics gen", api.SDGetStatisticsGen(h, &r), r); }
   }
   for (SDMGT_HANDLE h : handles) t.add("close", api.SDCloseDeviceiSCSI(h));
   return t;
