@@ -35,6 +35,7 @@ std::mutex gWriteLock;
 
 struct ClassSlot {
     std::atomic<int> state{kEmpty};
+    uint64_t hash = 0;  // of the name, compared before it
     char name[128] = {};
     jweak cls = nullptr;
 };
@@ -175,15 +176,21 @@ const jmethodID* insert(JNIEnv* env, jclass cls, const void* key, const void* ta
     return s->ids;
 }
 
+constexpr uint64_t kFnvBasis = 1469598103934665603ULL;
+constexpr uint64_t kFnvPrime = 1099511628211ULL;
+
+uint64_t fnv(uint64_t h, const char* text)
+{
+    for (const char* p = text; *p; ++p)
+        h = (h ^ static_cast<unsigned char>(*p)) * kFnvPrime;
+    return h;
+}
+
+uint64_t nameHash(const char* name) { return fnv(kFnvBasis, name); }
+
 uint64_t textHash(const char* name, const char* signature)
 {
-    uint64_t h = 1469598103934665603ULL;
-    for (const char* p = name; *p; ++p)
-        h = (h ^ static_cast<unsigned char>(*p)) * 1099511628211ULL;
-    h = (h ^ 0xFF) * 1099511628211ULL;
-    for (const char* p = signature; *p; ++p)
-        h = (h ^ static_cast<unsigned char>(*p)) * 1099511628211ULL;
-    return h;
+    return fnv((fnv(kFnvBasis, name) ^ 0xFF) * kFnvPrime, signature);
 }
 
 }  // namespace
@@ -236,12 +243,13 @@ jclass findClass(JNIEnv* env, const char* name)
         return nullptr;
     size_t length = std::strlen(name);
     bool cacheable = length < sizeof(ClassSlot::name);
+    const uint64_t hash = nameHash(name);
     if (cacheable) {
         for (ClassSlot& c : gClasses) {
             int state = c.state.load(std::memory_order_acquire);
             if (state == kEmpty)
                 break;
-            if (state != kReady || std::strcmp(c.name, name) != 0)
+            if (state != kReady || c.hash != hash || std::strcmp(c.name, name) != 0)
                 continue;
             // A class found by name is reachable from the library's own
             // loader, so its weak reference only clears when that loader goes;
@@ -268,6 +276,7 @@ jclass findClass(JNIEnv* env, const char* name)
             return cls;
         }
         std::memcpy(c.name, name, length + 1);
+        c.hash = hash;
         c.cls = weak;
         c.state.store(kReady, std::memory_order_release);
         return cls;
@@ -293,6 +302,7 @@ void releaseAll(JNIEnv* env)
         if (c.cls && env)
             env->DeleteWeakGlobalRef(c.cls);
         c.cls = nullptr;
+        c.hash = 0;
         c.name[0] = '\0';
         c.state.store(kEmpty, std::memory_order_release);
     }

@@ -14,13 +14,33 @@ constexpr const char* kIPAddrClass = "com/norvik/dvh/iscsi/model/IPAddr";
 
 // IPAddr's own accessors, looked up on the IPAddr class.
 constexpr Method kSetAddress = method("setAddress", "([S)V");
+// What an IPAddrMaker needs of the class, resolved together.
+constexpr Method kIPAddrMaking[] = {method("<init>", "()V"), kSetAddress};
 constexpr Method kGetAddressElement = method("getAddressElement", "(S)S");
 
+// Little-endian host and record; the usual widths without a variable copy.
 uint64_t readUnsigned(const uint8_t* record, const Field& f)
 {
-    uint64_t value = 0;
-    std::memcpy(&value, record + f.offset, f.width <= 8 ? f.width : 8);  // little-endian host and record
-    return value;
+    const uint8_t* p = record + f.offset;
+    switch (f.width) {
+    case 1:
+        return p[0];
+    case 2: {
+        uint16_t v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    case 4: {
+        uint32_t v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    default: {
+        uint64_t value = 0;
+        std::memcpy(&value, p, f.width <= 8 ? f.width : 8);
+        return value;
+    }
+    }
 }
 
 void writeUnsigned(uint8_t* record, const Field& f, uint64_t value)
@@ -53,10 +73,12 @@ void resolveFields(JNIEnv* env, jclass cls, const void* key, size_t count, jmeth
     }
 }
 
-void resolveMethod(JNIEnv* env, jclass cls, const void* key, size_t, jmethodID* out)
+// One method, or a group of them resolved together.
+void resolveMethod(JNIEnv* env, jclass cls, const void* key, size_t count, jmethodID* out)
 {
     const auto* m = static_cast<const Method*>(key);
-    out[0] = lookup::rawMethod(env, cls, m->name, m->signature);
+    for (size_t i = 0; i < count; ++i)
+        out[i] = lookup::rawMethod(env, cls, m[i].name, m[i].signature);
 }
 
 // The identifiers of a whole table on `cls`: from the cache, or null when the
@@ -230,7 +252,7 @@ jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, 
     }
     if (thrown(env))
         return kStatusJavaThrew;
-    if (f.conv != Conv::SetText && f.conv != Conv::SetShorts && f.conv != Conv::SetIntComputed)
+    if (f.traceFormat && f.conv != Conv::SetText && f.conv != Conv::SetShorts && f.conv != Conv::SetIntComputed)
         traceValue(f, readUnsigned(record, f));
     return kStatusOk;
 }
@@ -319,7 +341,7 @@ jint callGetter(JNIEnv* env, jobject obj, jmethodID mid, uint8_t* record, const 
     default:
         break;
     }
-    if (f.conv != Conv::GetText && f.conv != Conv::GetShorts)
+    if (f.traceFormat && f.conv != Conv::GetText && f.conv != Conv::GetShorts)
         traceValue(f, readUnsigned(record, f));
     return kStatusOk;
 }
@@ -442,30 +464,30 @@ void ClassIds::adopt(JNIEnv* env, LocalRef<jclass>&& cls)
     used_ = 0;
 }
 
-const jmethodID* ClassIds::remembered(const void* key) const
+const jmethodID* ClassIds::remembered(const void* key, size_t count) const
 {
     for (size_t i = 0; i < used_; ++i) {
-        if (known_[i].key == key)
+        if (known_[i].key == key && known_[i].count == count)
             return known_[i].ids;
     }
     return nullptr;
 }
 
-void ClassIds::remember(const void* key, const jmethodID* ids)
+void ClassIds::remember(const void* key, size_t count, const jmethodID* ids)
 {
     // Beyond its capacity it just asks the lookup layer each time.
     if (ids && used_ < kKnown)
-        known_[used_++] = Known{key, ids};
+        known_[used_++] = Known{key, count, ids};
 }
 
 const jmethodID* ClassIds::table(const Field* fields, size_t count)
 {
     if (!cls_ || count == 0)
         return nullptr;
-    if (const jmethodID* ids = remembered(fields))
+    if (const jmethodID* ids = remembered(fields, count))
         return ids;
     const jmethodID* ids = tableIds(env_, cls_, fields, count);
-    remember(fields, ids);
+    remember(fields, count, ids);
     return ids;
 }
 
@@ -473,11 +495,24 @@ jmethodID ClassIds::method(const Method& m)
 {
     if (!cls_)
         return nullptr;
-    if (const jmethodID* ids = remembered(&m))
+    if (const jmethodID* ids = remembered(&m, 1))
         return ids[0];
     const jmethodID* ids = lookup::methods(env_, cls_, &m, m.name, 1, resolveMethod);
-    remember(&m, ids);
+    remember(&m, 1, ids);
     return ids ? ids[0] : lookup::rawMethod(env_, cls_, m.name, m.signature);
+}
+
+jmethodID ClassIds::method(const Method* group, size_t count, size_t i)
+{
+    if (!cls_ || i >= count)
+        return nullptr;
+    const jmethodID* ids = remembered(group, count);
+    if (!ids) {
+        // Tagged with the group itself: never mistaken for its first method alone.
+        ids = lookup::methods(env_, cls_, group, group, count, resolveMethod);
+        remember(group, count, ids);
+    }
+    return ids ? ids[i] : lookup::rawMethod(env_, cls_, group[i].name, group[i].signature);
 }
 
 jint resolve(ClassIds& cls, const Method& m, jmethodID& out)
@@ -510,7 +545,12 @@ jint IPAddrMaker::make(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<job
             return kStatusOk;
         }
     }
-    LocalRef<jobject> ipObj = newObject(env, ids_);
+    LocalRef<jobject> ipObj;
+    if (jmethodID ctor = ids_.method(kIPAddrMaking, 2, 0)) {
+        ipObj = LocalRef<jobject>(env, env->NewObject(ids_.get(), ctor));
+        if (!ipObj)
+            env->ExceptionClear();
+    }
     if (!ipObj) {
         std::printf("NewObject failed!\n");
         return kStatusOk;
@@ -523,7 +563,7 @@ jint IPAddrMaker::make(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<job
         values[i] = bytes ? bytes[i] : 0;
     env->SetShortArrayRegion(array.get(), 0, 16, values);
 
-    jmethodID setAddress = ids_.method(kSetAddress);
+    jmethodID setAddress = ids_.method(kIPAddrMaking, 2, 1);
     if (!setAddress) {
         std::printf("GetMethodID setAddress call failed!\n");
         return kStatusOk;

@@ -31,16 +31,13 @@ constexpr dvh::marshal::Method kAddressSetters[] = {
     dvh::marshal::method("setTunnelIPAddr", kIPAddrHolderSignature),
 };
 
-const dvh::marshal::Method& addressSetter(int type)
-{
-    return type >= kAddrGateway && type <= kAddrTunnel ? kAddressSetters[type] : kAddressSetters[kAddrIPAddress];
-}
-
 // The new address to the holder's setter of its kind. A null holder (no
 // class) is reported like a holder without the setter.
 jint handOver(JNIEnv* env, jobject jObj, dvh::marshal::ClassIds& holder, jobject ipObj, int type)
 {
-    jmethodID setter = holder.method(addressSetter(type));
+    // All the setters are resolved together, once per class.
+    size_t kind = type >= kAddrGateway && type <= kAddrTunnel ? static_cast<size_t>(type) : size_t{kAddrIPAddress};
+    jmethodID setter = holder.method(kAddressSetters, sizeof kAddressSetters / sizeof kAddressSetters[0], kind);
     if (!setter) {
         std::printf(type == kAddrSlpDa ? "GetMethodID setSlpDa - Obj call failed!\n"
                                        : "GetMethodID setIPAddress - Obj call failed!\n");

@@ -469,13 +469,17 @@ public:
     // The identifier of one method; null when the class lacks it (or there
     // is no class).
     jmethodID method(const Method& m);
+    // The identifier of group[i], the methods of `group` (an array of static
+    // storage) being resolved together.
+    jmethodID method(const Method* group, size_t count, size_t i);
 
 private:
-    const jmethodID* remembered(const void* key) const;
-    void remember(const void* key, const jmethodID* ids);
+    const jmethodID* remembered(const void* key, size_t count) const;
+    void remember(const void* key, size_t count, const jmethodID* ids);
 
     struct Known {
         const void* key;
+        size_t count;
         const jmethodID* ids;
     };
     static constexpr size_t kKnown = 12;
