@@ -131,6 +131,19 @@ constexpr marshal::Method kGetCount = marshal::method("getCount", "()I").message
 constexpr marshal::Method kGetName = marshal::method("getName", "()Ljava/lang/String;").status(4099);
 constexpr marshal::Method kMix = marshal::method("mix", "(IJZLjava/lang/String;)J", Msg::Dash);
 
+// The table `index` names and its record's bytes from `record` (at most the
+// record's size); null for an index out of range or no record.
+const Table* tableAndRecord(JNIEnv* env, jint index, jbyteArray record, uint8_t (&bytes)[512], size_t& n)
+{
+    if (index < 0 || static_cast<size_t>(index) >= sizeof kTables / sizeof kTables[0] || !record)
+        return nullptr;
+    const Table& t = kTables[index];
+    jsize length = env->GetArrayLength(record);
+    n = static_cast<size_t>(length) < t.size ? static_cast<size_t>(length) : t.size;
+    env->GetByteArrayRegion(record, 0, static_cast<jsize>(n), reinterpret_cast<jbyte*>(bytes));
+    return &t;
+}
+
 }  // namespace
 
 extern "C" {
@@ -139,13 +152,12 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_MarshalProbe_walk(JNIEnv* env, jclass, jint index, jboolean toJava,
                                                                        jobject obj, jbyteArray record)
 {
-    if (index < 0 || static_cast<size_t>(index) >= sizeof kTables / sizeof kTables[0] || !record)
-        return -100;
-    const Table& t = kTables[index];
     uint8_t bytes[512] = {};
-    jsize length = env->GetArrayLength(record);
-    size_t n = static_cast<size_t>(length) < t.size ? static_cast<size_t>(length) : t.size;
-    env->GetByteArrayRegion(record, 0, static_cast<jsize>(n), reinterpret_cast<jbyte*>(bytes));
+    size_t n = 0;
+    const Table* table = tableAndRecord(env, index, record, bytes, n);
+    if (!table)
+        return -100;
+    const Table& t = *table;
     LocalRef<jclass> cls = objectClass(env, obj);
     jint status = toJava ? marshal::toJava(env, obj, cls.get(), bytes, t.fields, t.count)
                          : marshal::fromJava(env, obj, cls.get(), bytes, t.fields, t.count);
@@ -169,6 +181,33 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_MarshalProbe_upCalls(JNIEnv
     DVH_TRY(marshal::call(env, mixed, obj, cls.get(), kMix, count + 1, static_cast<jlong>(1) << 40,
                           static_cast<jboolean>(JNI_TRUE), static_cast<jobject>(name.get())));
     env->SetLongArrayRegion(out, 0, 1, &mixed);
+    return 0;
+}
+
+// Walks table `index` (record -> Java) on every element of objs in one call,
+// the way a list method walks the parts its getters hand back: one ClassIds
+// following each element's class. statuses[i] gets element i's status; an
+// exception thrown by an accessor stops the walk (-2, left pending).
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_MarshalProbe_walkEach(JNIEnv* env, jclass, jint index,
+                                                                           jobjectArray objs, jbyteArray record,
+                                                                           jintArray statuses)
+{
+    uint8_t bytes[512] = {};
+    size_t n = 0;
+    const Table* table = objs && statuses ? tableAndRecord(env, index, record, bytes, n) : nullptr;
+    if (!table)
+        return -100;
+    const Table& t = *table;
+    marshal::ClassIds ids;
+    jsize count = env->GetArrayLength(objs);
+    for (jsize i = 0; i < count && i < env->GetArrayLength(statuses); ++i) {
+        LocalRef<jobject> obj(env, env->GetObjectArrayElement(objs, i));
+        ids.follow(env, obj.get());
+        jint status = marshal::toJava(env, obj.get(), ids, bytes, t.fields, t.count);
+        if (status == kStatusJavaThrew)
+            return status;
+        env->SetIntArrayRegion(statuses, i, 1, &status);
+    }
     return 0;
 }
 

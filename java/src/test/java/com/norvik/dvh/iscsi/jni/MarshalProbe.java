@@ -27,6 +27,13 @@ final class MarshalProbe {
     /** getCount, setCount(count + 1), getName, mix(count + 1, 1 << 40, true, name) into out[0]. */
     static native int upCalls(Object obj, long[] out);
 
+    /**
+     * Walks table {@code table} (record to Java) on each of {@code objs} in one native call, with
+     * one set of identifiers following the elements' classes; element i's status into
+     * {@code statuses[i]}. -2 when an accessor threw (the walk stops there).
+     */
+    static native int walkEach(int table, Object[] objs, byte[] record, int[] statuses);
+
     /** Slots of the lookup cache in use. */
     static native int slotsInUse();
 }
