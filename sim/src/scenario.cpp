@@ -255,7 +255,8 @@ static Adapter load_adapter(const json& j, const std::string& path) {
     static const char* const known[] = {"instance", "handle", "portal",  "node",    "driver",           "chip",
                                         "initFw",   "fwDefaults", "alias", "tcpMaxWindowSize", "ddb", "targets",
                                         "events",   "eventScript", "aenEnabled", "defaultDdbEntry", "bootcode",
-                                        "bootcodeDhcp", "vpd", "bootcodeEraseNeeded", "failures"};
+                                        "bootcodeDhcp", "vpd", "bootcodeEraseNeeded", "failures",
+                                        "damagedCounts"};
     bool ok = is_comment_key(it.key()) || is_later_section(it.key()) || is_security_key(it.key());
     for (const char* k : known) ok = ok || it.key() == k;
     for (const char* k : kOwnSections) ok = ok || it.key() == k;
@@ -322,6 +323,12 @@ static Adapter load_adapter(const json& j, const std::string& path) {
     for (auto it = j["failures"].begin(); it != j["failures"].end(); ++it)
       if (!is_comment_key(it.key()))
         a.failures[it.key()] = uint32_t(json_uint(*it, path + ".failures." + it.key(), 0xFFFFFFFFu));
+  }
+  if (j.contains("damagedCounts")) {
+    require_object(j["damagedCounts"], path + ".damagedCounts");
+    for (auto it = j["damagedCounts"].begin(); it != j["damagedCounts"].end(); ++it)
+      if (!is_comment_key(it.key()))
+        a.damagedCounts[it.key()] = uint32_t(json_uint(*it, path + ".damagedCounts." + it.key(), 0xFFFFFFFFu));
   }
   load_security(j, path, a.security);
   load_chap_section(j, path, a);
@@ -437,6 +444,7 @@ json dump_state(const State& state) {
     dump_maintenance_sections(a, ja);
     for (auto it = a.later.begin(); it != a.later.end(); ++it) ja[it.key()] = *it;
     if (!a.failures.empty()) ja["failures"] = a.failures;
+    if (!a.damagedCounts.empty()) ja["damagedCounts"] = a.damagedCounts;
     dump_monitor(a, ja);
     adapters.push_back(ja);
   }

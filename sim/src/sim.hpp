@@ -108,11 +108,13 @@ class SdCall {
 
  private:
   bool recorded_failure();
+  void damage_count();
 
   Sim& sim_;
   std::unique_lock<std::mutex> lock_;
   CallRecord rec_;
   std::vector<std::pair<const void*, size_t>> buffers_;  // records passed, for chaos mode
+  void* countOut_ = nullptr;  // the call's "count" or "numEntries", for damagedCounts
   bool committed_ = false;
   bool finished_ = false;
   uint32_t status_ = 0;

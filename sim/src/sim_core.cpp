@@ -207,6 +207,8 @@ SdCall& SdCall::rec(const char* name, const void* data, size_t size) {
     rec_.records.emplace_back(name, Bytes(p, p + size));
     rec_.recordBytes += size;
     buffers_.emplace_back(data, size);
+    if (size == sizeof(uint32_t) && (std::strcmp(name, "count") == 0 || std::strcmp(name, "numEntries") == 0))
+      countOut_ = const_cast<void*>(data);
   } else {
     rec_.records.emplace_back(name, std::nullopt);
   }
@@ -236,6 +238,20 @@ bool SdCall::recorded_failure() {
   return false;
 }
 
+// A scenario's "damagedCounts": the count this function reports on this
+// adapter replaces the true one, when the call hands records back.
+void SdCall::damage_count() {
+  if (!countOut_) return;
+  for (const CallArg& a : rec_.args) {
+    if (std::strcmp(a.name, "handle") != 0) continue;
+    Adapter* adapter = sim_.state.by_handle(uint32_t(a.value));
+    if (!adapter || adapter->damagedCounts.empty()) return;
+    auto d = adapter->damagedCounts.find(rec_.fn);
+    if (d != adapter->damagedCounts.end()) std::memcpy(countOut_, &d->second, sizeof d->second);
+    return;
+  }
+}
+
 Adapter* SdCall::open_adapter(uint32_t handle) {
   Adapter* a = sim_.state.by_handle(handle);
   if (!a || !a->open) return nullptr;
@@ -250,6 +266,7 @@ uint32_t SdCall::done(uint32_t status) {
   finished_ = true;
   status_ = status;
   rec_.status = status;
+  if (status == IZKSIM_OK || status == IZKSIM_ST_MORE_DATA) damage_count();
   if (status == IZKSIM_OK)
     for (const auto& b : buffers_) chaos_garble(rec_.fn, const_cast<void*>(b.first), b.second);
   if (sim_.trace) {

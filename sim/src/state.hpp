@@ -131,6 +131,10 @@ struct Adapter {
   // "failures": SD function -> the status it answers on this adapter (a
   // recorded adapter's refusals), whatever the arguments.
   std::map<std::string, uint32_t> failures;
+  // "damagedCounts": SD function -> the count it reports on this adapter when
+  // it hands records back (its "count" or "numEntries"), whatever it wrote:
+  // a library whose counts run past the caller's buffer.
+  std::map<std::string, uint32_t> damagedCounts;
 
   std::deque<Event> events;
   bool aenEnabled = false;
