@@ -82,7 +82,7 @@ class ChapTableTest extends NativeTestBase {
         SimControl.clearCallLog();
     }
 
-    private static List<String> names(HBA hba) {
+    static List<String> names(HBA hba) {
         List<String> out = new ArrayList<>();
         for (CHAPTableEntry e : hba.getCHAPTableEntries()) {
             out.add(e.getChapName());
@@ -90,7 +90,7 @@ class ChapTableTest extends NativeTestBase {
         return out;
     }
 
-    private static List<Integer> flashIndexes(HBA hba) {
+    static List<Integer> flashIndexes(HBA hba) {
         List<Integer> out = new ArrayList<>();
         for (CHAPTableEntry e : hba.getCHAPTableEntries()) {
             out.add(e.getFlashIndex());

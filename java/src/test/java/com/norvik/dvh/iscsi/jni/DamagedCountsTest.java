@@ -8,14 +8,12 @@ import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
-import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.HBA;
-import com.norvik.dvh.iscsi.model.iSNSTarget;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
-import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.function.ToIntFunction;
 
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
@@ -54,6 +52,14 @@ class DamagedCountsTest extends NativeTestBase {
         SimControl.clearCallLog();
     }
 
+    /** Reads into a new adapter object, which it returns, checking the status and that nothing was printed. */
+    private HBA read(int expectedStatus, ToIntFunction<HBA> call) {
+        HBA hba = new HBA();
+        assertEquals("", stdout(() -> status = call.applyAsInt(hba)));
+        assertEquals(expectedStatus, status);
+        return hba;
+    }
+
     /** CHAP slots 0 .. slots-1, the named ones "chap-<index>". */
     private static void chapTable(ObjectNode adapter, int slots, int... named) {
         ObjectNode table = adapter.putObject("chapTable").put("slots", slots);
@@ -61,22 +67,6 @@ class DamagedCountsTest extends NativeTestBase {
         for (int index : named) {
             list.addObject().put("index", index).put("name", "chap-" + index).put("secretText", "secret-" + index);
         }
-    }
-
-    private static List<String> chapNames(HBA hba) {
-        List<String> out = new ArrayList<>();
-        for (CHAPTableEntry e : hba.getCHAPTableEntries()) {
-            out.add(e.getChapName());
-        }
-        return out;
-    }
-
-    private static List<Integer> flashIndexes(HBA hba) {
-        List<Integer> out = new ArrayList<>();
-        for (CHAPTableEntry e : hba.getCHAPTableEntries()) {
-            out.add(e.getFlashIndex());
-        }
-        return out;
     }
 
     private static int[] range(int from, int to) {
@@ -95,11 +85,8 @@ class DamagedCountsTest extends NativeTestBase {
         ObjectNode s = damaged("SDGetCHAPEntryNum", count, "SDGetCHAPTable", count);
         chapTable(s, 256, 0, 1, 2);
         load();
-        HBA hba = new HBA();
-        String out = stdout(() -> status = api.getCHAPTableData(0, hba));
-        assertEquals(0, status);
-        assertEquals("", out);
-        List<String> names = chapNames(hba);
+        HBA hba = read(0, h -> api.getCHAPTableData(0, h));
+        List<String> names = ChapTableTest.names(hba);
         assertEquals(128, names.size());
         assertEquals(List.of("chap-0", "chap-1", "chap-2", ""), names.subList(0, 4));
         assertEquals("", names.get(127));
@@ -112,15 +99,12 @@ class DamagedCountsTest extends NativeTestBase {
         ObjectNode s = damaged("SDGetCHAPTableMod", 1000);
         chapTable(s, 128, range(0, 128));
         load();
-        HBA hba = new HBA();
-        String out = stdout(() -> status = api.getCHAPTableSparse(0, hba));
-        assertEquals(0, status);
-        assertEquals("", out);
-        List<Integer> indexes = flashIndexes(hba);
+        HBA hba = read(0, h -> api.getCHAPTableSparse(0, h));
+        List<Integer> indexes = ChapTableTest.flashIndexes(hba);
         assertEquals(128, indexes.size());
         assertEquals(0, indexes.get(0));
         assertEquals(127, indexes.get(127));
-        assertEquals("chap-127", chapNames(hba).get(127));
+        assertEquals("chap-127", ChapTableTest.names(hba).get(127));
         assertEquals(List.of(128L), argOfCalls("SDGetCHAPTableMod", "capacity"));
     }
 
@@ -131,12 +115,9 @@ class DamagedCountsTest extends NativeTestBase {
         ObjectNode s = damaged("SDGetCHAPTableMod", 0xFFFFFFFFL);
         chapTable(s, 200, 5, 127, 128, 199);
         load();
-        HBA hba = new HBA();
-        String out = stdout(() -> status = api.getCHAPTableSparse(0, hba));
-        assertEquals(0x2000007E, status);
-        assertEquals("", out);
-        assertEquals(List.of(0, 5, 127), flashIndexes(hba));
-        assertEquals(List.of("", "chap-5", "chap-127"), chapNames(hba));
+        HBA hba = read(0x2000007E, h -> api.getCHAPTableSparse(0, h));
+        assertEquals(List.of(0, 5, 127), ChapTableTest.flashIndexes(hba));
+        assertEquals(List.of("", "chap-5", "chap-127"), ChapTableTest.names(hba));
     }
 
     // --- iSNS targets -----------------------------------------------------------------------
@@ -150,24 +131,13 @@ class DamagedCountsTest extends NativeTestBase {
         }
     }
 
-    private static List<String> targetNames(HBA hba) {
-        List<String> out = new ArrayList<>();
-        for (iSNSTarget t : hba.getiSNSTargets()) {
-            out.add(t.getiSCSIName());
-        }
-        return out;
-    }
-
     @Test
     void aCountAbove30WithSuccessAsksAgainWithTheLargeBuffer() {
         ObjectNode s = damaged("SDGetAlliSNSDiscoveredTargets", 31);
         isnsTargets(s, 2);
         load();
-        HBA hba = new HBA();
-        String out = stdout(() -> status = api.getiSNSTargets(0, hba));
-        assertEquals(0, status);
-        assertEquals("", out);
-        List<String> names = targetNames(hba);
+        HBA hba = read(0, h -> api.getiSNSTargets(0, h));
+        List<String> names = IsnsDiscoveryTest.targetNames(hba);
         assertEquals(31, names.size());
         assertEquals(List.of("iqn.2020-01.test:t0", "iqn.2020-01.test:t1", ""), names.subList(0, 3));
         assertEquals(3261, hba.getiSNSTargets().get(1).getPort());
@@ -182,12 +152,8 @@ class DamagedCountsTest extends NativeTestBase {
         ObjectNode s = damaged("SDGetAlliSNSDiscoveredTargets", count);
         isnsTargets(s, 3);
         load();
-        HBA hba = new HBA();
-        hba.addiSNSTarget(new iSNSTarget());  // cleared first
-        String out = stdout(() -> status = api.getiSNSTargets(0, hba));
-        assertEquals(0, status);
-        assertEquals("", out);
-        List<String> names = targetNames(hba);
+        HBA hba = read(0, h -> api.getiSNSTargets(0, h));
+        List<String> names = IsnsDiscoveryTest.targetNames(hba);
         assertEquals(512, names.size());
         assertEquals("iqn.2020-01.test:t2", names.get(2));
         assertEquals("", names.get(511));

@@ -49,7 +49,7 @@ class IsnsDiscoveryTest extends NativeTestBase {
         SimControl.clearCallLog();
     }
 
-    private static List<String> targetNames(HBA hba) {
+    static List<String> targetNames(HBA hba) {
         List<String> out = new ArrayList<>();
         for (iSNSTarget t : hba.getiSNSTargets()) {
             out.add(t.getiSCSIName());
