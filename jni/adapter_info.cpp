@@ -221,7 +221,8 @@ private:
 // Step 5 of getiSCSIHBAData: every valid entry as a DevDBEntry on the
 // adapter object. Returns 0 or the status that ends the method; ORs the
 // library statuses into `accumulated`.
-jint readDeviceDatabase(JNIEnv* env, jobject jObj, SDMGT_HANDLE handle, uint32_t count, SD_STATUS& accumulated)
+jint readDeviceDatabase(JNIEnv* env, jobject jObj, jclass hbaClass, SDMGT_HANDLE handle, uint32_t count,
+                        SD_STATUS& accumulated)
 {
     LocalRef<jclass> ddbClass = modelClass(env, "DevDBEntry");
     if (!ddbClass) {
@@ -229,11 +230,10 @@ jint readDeviceDatabase(JNIEnv* env, jobject jObj, SDMGT_HANDLE handle, uint32_t
         return kStatusClassNotFound;
     }
     TargetListRebuild targets(handle);
-    LocalRef<jclass> hbaClass = objectClass(env, jObj);
     // Every entry is made from ddbClass: its identifiers, and those of its
     // parts' classes, are resolved once for the whole database.
     DDBClasses classes(env, ddbClass.get());
-    marshal::ClassIds hba(env, hbaClass.get());
+    marshal::ClassIds hba(env, hbaClass);
 
     uint32_t made = 0;
     for (uint32_t index = 0; index <= kLastDDBIndex;) {
@@ -299,7 +299,7 @@ jint getiSCSIHBADataShared(JNIEnv* env, jobject self, jint dev, jobject jObj)
     if (status != 0)
         std::printf("SDGetDDB call failed!\n");
     if (count != 0) {
-        jint database = readDeviceDatabase(env, jObj, handle, count, accumulated);
+        jint database = readDeviceDatabase(env, jObj, cls.get(), handle, count, accumulated);
         if (database != kStatusOk)
             return database;
     }

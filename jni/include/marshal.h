@@ -89,6 +89,15 @@
 //   already called stay applied. An exception thrown by an accessor ends the
 //   walk with kStatusJavaThrew, the exception left pending.
 //
+// MANY OBJECTS IN ONE CALL
+//   A method that fills many objects walks them through a ClassIds (below)
+//   instead of a jclass: each table and method is resolved once per call and
+//   class, then reused for every element without asking the cache again.
+//     marshal::ClassIds entries(env, entryClass.get());   // the class it makes them from
+//     LocalRef<jobject> e = marshal::newObject(env, entries);
+//     DVH_TRY(marshal::toJava(env, e.get(), entries, &record, kTable));
+//     parts.follow(env, part.get());                       // a getter's answer: its own class
+//
 // HAND-WRITTEN UP-CALLS
 //   Paths that no table expresses describe each method once as a Method of
 //   static storage and call it in one step: lookup (cached), call, exception
