@@ -12,6 +12,8 @@ import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
 import com.norvik.dvh.iscsi.model.HBA;
 import com.norvik.dvh.iscsi.model.IPAddr;
+import com.norvik.dvh.iscsi.model.LoopbackTestResult;
+import com.norvik.dvh.iscsi.model.TestStatus;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
 import java.util.ArrayList;
@@ -106,7 +108,11 @@ class ConcurrencyStressTest extends NativeTestBase {
             new Op("ping", dev -> api.ping(dev, IPAddr.of("10.0.0.1"), 2)),
             new Op("restoreDefaults", dev -> api.restoreDefaults(dev, 0, 0)),
             new Op("logoutDDB", dev -> api.logoutDDB(dev, 29, 0, 0)),
-            new Op("getiSCSITargetData", dev -> api.getiSCSITargetData(dev, new HBA(), null)));
+            new Op("getiSCSITargetData", dev -> api.getiSCSITargetData(dev, new HBA(), null)),
+            new Op("loopbackTest", dev -> api.loopbackTest(dev, 0, 0, 3, new TestStatus(), new LoopbackTestResult())),
+            new Op("readWriteBufferTest", dev -> api.readWriteBufferTest(dev,
+                    new Object[] {DiagnosticsTest.ready(0, 0), DiagnosticsTest.ready(1 + dev, 0)}, 0, 2,
+                    DiagnosticsTest.PATTERN, new TestStatus(), DiagnosticsTest.results(2))));
 
     private final Set<String> unexported = ConcurrentHashMap.newKeySet();
     private final AtomicReference<Throwable> failure = new AtomicReference<>();

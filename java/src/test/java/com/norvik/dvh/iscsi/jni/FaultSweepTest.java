@@ -6,11 +6,16 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.norvik.dvh.iscsi.fuzz.AenSink;
 import com.norvik.dvh.iscsi.model.BootInfo;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
+import com.norvik.dvh.iscsi.model.ExtendedPortStatistics;
 import com.norvik.dvh.iscsi.model.HBA;
+import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.LUN;
+import com.norvik.dvh.iscsi.model.LoopbackTestResult;
+import com.norvik.dvh.iscsi.model.PortStatistics;
 import com.norvik.dvh.iscsi.model.SCSIInqInfo;
 import com.norvik.dvh.iscsi.model.Target;
 import com.norvik.dvh.iscsi.model.TargetInfo;
+import com.norvik.dvh.iscsi.model.TestStatus;
 import com.norvik.dvh.iscsi.model.VitalProductData;
 import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;
@@ -158,6 +163,8 @@ class FaultSweepTest extends NativeTestBase {
 
     // The table. One row per native method that calls the adapter library.
     static final List<Row> ROWS = List.of(
+            // Opening again an open instance: a failure is false and quiet.
+            row("openDevice", dev -> () -> api.openDevice(1)).rule(FALSE).silent("SDOpenDeviceiSCSI"),
             row("closeDevice", dev -> () -> api.closeDevice(dev)).rule(FALSE).silent("SDCloseDeviceiSCSI"),
             row("getVersioniSCSI", dev -> () -> api.getVersioniSCSI()).silent("SDGetVersioniSCSI", fixed("")),
             row("enableAENsForDevice", dev -> () -> api.enableAENsForDevice(dev, 1, new AenSink()))
@@ -289,7 +296,44 @@ class FaultSweepTest extends NativeTestBase {
                     .silent("SDSetBootcodeDhcp"),
             // The record's status is not looked at: a failure delivers what the record holds.
             row("getIBMVPD", dev -> () -> api.getIBMVPD(dev, new VitalProductData()))
-                    .silent("SDGetVPDInfo", fixed(0)));
+                    .silent("SDGetVPDInfo", fixed(0)),
+            // Every failure is false and quiet; only a boot code image refused until erased (type 6,
+            // 0x2000008f) erases, which the update tests look at.
+            row("iSCSIUpdateFW", dev -> {
+                String path = firmwareImage();
+                return () -> api.iSCSIUpdateFW(dev, path, 1);
+            }).rule(FALSE).silent("SDUpdateiSCSIFW"),
+            row("getiSCSIStatistics", dev -> () -> api.getiSCSIStatistics(dev, new PortStatistics()))
+                    .prints("SDGetStatisticsiSCSI", "SDGetStatisticsiSCSI call failed!"),
+            row("getiSCSIStatistics6124", dev -> () -> api.getiSCSIStatistics6124(dev, new ExtendedPortStatistics()))
+                    .prints("SDGetStatisticsiSCSIExtend", "SDGetStatisticsiSCSI6124 call failed!"),
+            row("getiSCSIHBAState", dev -> () -> api.getiSCSIHBAState(dev, new HBA()))
+                    .prints("SDGetHbaDevicePortalPropertyiSCSI", "SDGetHbaDevicePortalPropertyiSCSI call failed!"),
+            row("resetISCSICounters", dev -> () -> api.resetISCSICounters(dev, 0)).rule(FALSE)
+                    .prints("SDResetStatisticsiSCSI", "SDResetiSCSICounters call failed! %x "),
+            row("ping", dev -> () -> api.ping(dev, IPAddr.of("192.168.50.1"), 2))
+                    .prints("SDDiagPing", "JNI: SDDiagPing() failed! %x"),
+            // A failed loopback only counts; the test goes on and answers 206.
+            row("loopbackTest", dev -> () -> api.loopbackTest(dev, 0, 0, 2, new TestStatus(), new LoopbackTestResult()))
+                    .rule(fixed(206)).silent("SDPerformLoopBackTest"),
+            // The first failing command is the WRITE BUFFER; a failure with sense data but not sense
+            // key 5 (the simulator's injected failure leaves the sense buffer clear) is still 201.
+            row("readWriteBufferTest", dev -> () -> api.readWriteBufferTest(dev,
+                    new Object[] {DiagnosticsTest.ready(0, 0)}, 0, 2, DiagnosticsTest.PATTERN, new TestStatus(),
+                    DiagnosticsTest.results(1)))
+                    .silent("SDGetStatisticsGen", fixed(101))
+                    .silent("SDSendScsiPassThruiSCSI", fixed(201)));
+
+    private static String firmwareImage() {
+        try {
+            java.nio.file.Path p = java.nio.file.Files.createTempFile("sweep-fw", ".bin");
+            p.toFile().deleteOnExit();
+            java.nio.file.Files.write(p, new byte[] {0x4e, 0x56, 0x46, 0x57, 1, 2, 3, 4});
+            return p.toString();
+        } catch (java.io.IOException e) {
+            throw new java.io.UncheckedIOException(e);
+        }
+    }
 
     /** Outcome of one call. */
     record Outcome(Object result, String out, Set<String> functions) {
