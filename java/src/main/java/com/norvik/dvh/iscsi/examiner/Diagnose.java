@@ -24,10 +24,8 @@ import java.util.concurrent.TimeUnit;
 
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
-import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.ParameterException;
-import picocli.CommandLine.Spec;
 
 /**
  * dvh-examine diag: runs an adapter's diagnostics (a ping, the loopback test, the read/write buffer
@@ -60,8 +58,8 @@ public class Diagnose implements Callable<Integer> {
     static final int MAX_PATTERN = 64;
     static final int DEFAULT_ITERATIONS = 10;
 
-    @Spec
-    CommandSpec spec;
+    /** Its own command line, handed over by {@link Examiner#commandLine()} (writers, usage errors). */
+    CommandLine commandLine;
 
     @Option(names = {"-a", "--adapter"}, paramLabel = "INSTANCE", defaultValue = "0",
             description = "The adapter instance (0 to 31; default 0).")
@@ -200,7 +198,7 @@ public class Diagnose implements Callable<Integer> {
 
     @Override
     public Integer call() {
-        CommandLine cl = spec.commandLine();
+        CommandLine cl = commandLine != null ? commandLine : new CommandLine(this);
         validate(cl);
         PrintWriter out = cl.getOut();
         PrintWriter progress = json ? cl.getErr() : out;

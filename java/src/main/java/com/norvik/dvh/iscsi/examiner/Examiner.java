@@ -163,6 +163,8 @@ public class Examiner implements Callable<Integer> {
         Examiner examiner = new Examiner();
         examiner.timing = timing;
         examiner.commandLine = new CommandLine(examiner);
+        CommandLine diag = examiner.commandLine.getSubcommands().get("diag");
+        ((Diagnose) diag.getCommand()).commandLine = diag;
         return examiner.commandLine;
     }
 
