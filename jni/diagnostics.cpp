@@ -168,18 +168,8 @@ jint deliverBufferResult(JNIEnv* env, jobjectArray jTestResults, jsize i, const 
     return thrownOnly(marshal::callVoid(env, jObj.get(), cls.get(), kSetLastPattern, static_cast<jobject>(pattern.get())));
 }
 
-// The seven result counters from the first seven counters of the statistics record.
-void takeCounters(RW& result, const HBAPORTSTATGEN& stats)
-{
-    result.HBAPortErrorCount = stats.HBAPortErrorCount;
-    result.DevicePortErrorCount = stats.DevicePortErrorCount;
-    result.IoCount = stats.IoCount;
-    result.MBytesCount = stats.MBytesCount;
-    result.InterruptCount = stats.InterruptCount;
-    result.LinkFailureCount = stats.LinkFailureCount;
-    result.InvalidCrcCount = stats.InvalidCrcCount;
-}
-
+// The seven result counters from the first seven counters of the statistics
+// record, less those of `base` (a cleared record takes them as they are).
 void subtractBaseline(RW& result, const HBAPORTSTATGEN& now, const HBAPORTSTATGEN& base)
 {
     result.HBAPortErrorCount = now.HBAPortErrorCount - base.HBAPortErrorCount;
@@ -333,7 +323,7 @@ jint readWriteBufferTest(JNIEnv* env, jint dev, jobjectArray jTargetInfoArray, j
             return kStatisticsFailed;
         }
         result.DataMiscompare = 0;
-        takeCounters(result, baseline);
+        subtractBaseline(result, baseline, HBAPORTSTATGEN{});
 
         bool stop = false;
         DVH_TRY(runTarget(env, t, &target, jTarget.get(), result, methodResult, stop));
