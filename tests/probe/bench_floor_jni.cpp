@@ -2,12 +2,14 @@
 // loop that does only what the method cannot avoid on the same model
 // objects and the same simulated adapter: the library calls, its required
 // output lines, one GetObjectClass per object, one call per accessor and
-// the strings, arrays and objects it must create. Every class and method
-// identifier is looked up once, before any timing, and never checked again.
+// the strings, arrays and objects it must create, and the exception check
+// that must follow every call into Java. Every class and method identifier
+// is looked up once, before any timing, and never checked again.
 #include <jni.h>
 
 #include <malloc.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -68,6 +70,33 @@ Id gCallback[] = {{"jniAENCallBack", "(III)I"}};
 
 jclass gIPAddrClass;
 jclass gDDBClass;
+
+// Up-calls as the library must make them: every call into Java is followed
+// by an exception check (anything else is a -Xcheck:jni warning and would
+// run on past a throwing accessor). The floors ignore the answer: their
+// accessors do not throw.
+void callV(JNIEnv* env, jobject obj, jmethodID id, ...)
+{
+    va_list args;
+    va_start(args, id);
+    env->CallVoidMethodV(obj, id, args);
+    va_end(args);
+    env->ExceptionCheck();
+}
+
+jobject callObj(JNIEnv* env, jobject obj, jmethodID id)
+{
+    jobject r = env->CallObjectMethod(obj, id);
+    env->ExceptionCheck();
+    return r;
+}
+
+jobject newObj(JNIEnv* env, jclass cls, jmethodID id)
+{
+    jobject r = env->NewObject(cls, id);
+    env->ExceptionCheck();
+    return r;
+}
 
 template <size_t N>
 bool resolve(JNIEnv* env, jclass cls, Id (&ids)[N])
@@ -144,22 +173,22 @@ jshortArray shorts(JNIEnv* env, const uint8_t* bytes, size_t n)
 void callText(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* field, size_t width)
 {
     jstring s = text(env, field, width);
-    env->CallVoidMethod(obj, id, s);
+    callV(env, obj, id, s);
     env->DeleteLocalRef(s);
 }
 
 void callShorts(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* bytes, size_t n)
 {
     jshortArray a = shorts(env, bytes, n);
-    env->CallVoidMethod(obj, id, a);
+    callV(env, obj, id, a);
     env->DeleteLocalRef(a);
 }
 
 void address(JNIEnv* env, jobject holder, jmethodID setter, const ISCSIIPADDR& addr)
 {
-    jobject ip = env->NewObject(gIPAddrClass, gIPAddr[0].id);
+    jobject ip = newObj(env, gIPAddrClass, gIPAddr[0].id);
     callShorts(env, ip, gIPAddr[1].id, addr.IPAddress, 16);
-    env->CallVoidMethod(holder, setter, ip);
+    callV(env, holder, setter, ip);
     env->DeleteLocalRef(ip);
 }
 
@@ -170,62 +199,62 @@ void devEntry(JNIEnv* env, jobject dev, const ISCSIDEVICE& d)
     env->DeleteLocalRef(cls);
     jmethodID* m = nullptr;
     (void)m;
-    env->CallVoidMethod(dev, gDev[0].id, static_cast<jshort>(d.iSCSIOptions));
-    env->CallVoidMethod(dev, gDev[1].id, static_cast<jshort>(d.taskMngmntTimeout));
+    callV(env, dev, gDev[0].id, static_cast<jshort>(d.iSCSIOptions));
+    callV(env, dev, gDev[1].id, static_cast<jshort>(d.taskMngmntTimeout));
     std::printf("DevEntry taskMngmntTimeout=%d\n", d.taskMngmntTimeout);
-    env->CallVoidMethod(dev, gDev[2].id, static_cast<jshort>(d.TCPRxWindowScaleFactor));
+    callV(env, dev, gDev[2].id, static_cast<jshort>(d.TCPRxWindowScaleFactor));
     std::printf("DevEntry TCPRxWindowScaleFactor=%d\n", d.TCPRxWindowScaleFactor);
-    env->CallVoidMethod(dev, gDev[3].id, static_cast<jshort>(d.TCPTxWindowScaleFactor));
+    callV(env, dev, gDev[3].id, static_cast<jshort>(d.TCPTxWindowScaleFactor));
     std::printf("DevEntry TCPTxWindowScaleFactor=%d\n", d.TCPTxWindowScaleFactor);
-    env->CallVoidMethod(dev, gDev[4].id, static_cast<jshort>(d.retryDelay));
-    env->CallVoidMethod(dev, gDev[5].id, static_cast<jint>(d.deviceType));
-    env->CallVoidMethod(dev, gDev[6].id, static_cast<jint>(d.exeThrottle));
-    env->CallVoidMethod(dev, gDev[7].id, static_cast<jint>(d.firstBurstSize));
-    env->CallVoidMethod(dev, gDev[8].id, static_cast<jshort>(d.maxBurstSize));
-    env->CallVoidMethod(dev, gDev[9].id, static_cast<jint>(d.IPOptions));
-    env->CallVoidMethod(dev, gDev[10].id, static_cast<jint>(d.MaxRxDataSegmentLen));
-    env->CallVoidMethod(dev, gDev[11].id, static_cast<jint>(d.DefaultTime2Wait));
-    env->CallVoidMethod(dev, gDev[12].id, static_cast<jint>(d.DefaultTime2Retain));
-    env->CallVoidMethod(dev, gDev[13].id, static_cast<jint>(d.keepAliveTimeout));
-    env->CallVoidMethod(dev, gDev[14].id, static_cast<jint>(d.maxOutstandingR2T));
-    env->CallVoidMethod(dev, gDev[15].id, static_cast<jint>(d.TCPOptions));
+    callV(env, dev, gDev[4].id, static_cast<jshort>(d.retryDelay));
+    callV(env, dev, gDev[5].id, static_cast<jint>(d.deviceType));
+    callV(env, dev, gDev[6].id, static_cast<jint>(d.exeThrottle));
+    callV(env, dev, gDev[7].id, static_cast<jint>(d.firstBurstSize));
+    callV(env, dev, gDev[8].id, static_cast<jshort>(d.maxBurstSize));
+    callV(env, dev, gDev[9].id, static_cast<jint>(d.IPOptions));
+    callV(env, dev, gDev[10].id, static_cast<jint>(d.MaxRxDataSegmentLen));
+    callV(env, dev, gDev[11].id, static_cast<jint>(d.DefaultTime2Wait));
+    callV(env, dev, gDev[12].id, static_cast<jint>(d.DefaultTime2Retain));
+    callV(env, dev, gDev[13].id, static_cast<jint>(d.keepAliveTimeout));
+    callV(env, dev, gDev[14].id, static_cast<jint>(d.maxOutstandingR2T));
+    callV(env, dev, gDev[15].id, static_cast<jint>(d.TCPOptions));
     callText(env, dev, gDev[16].id, d.targetAddr, sizeof d.targetAddr);
-    env->CallVoidMethod(dev, gDev[17].id, static_cast<jint>(d.portNumber));
+    callV(env, dev, gDev[17].id, static_cast<jint>(d.portNumber));
 }
 
 void ddbEntry(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, const DEVICEENTRYISCSI& e, jint index)
 {
-    jobject obj = env->NewObject(gDDBClass, gDDBCtor[0].id);
+    jobject obj = newObj(env, gDDBClass, gDDBCtor[0].id);
     callShorts(env, obj, gEntry[0].id, e.InitiatorSessID, sizeof e.InitiatorSessID);
-    env->CallVoidMethod(obj, gEntry[1].id, static_cast<jint>(e.TargetID));
-    env->CallVoidMethod(obj, gEntry[2].id, static_cast<jint>(e.DeviceState));
-    env->CallVoidMethod(obj, gEntry[3].id, index);
-    env->CallVoidMethod(obj, gEntry[4].id, static_cast<jint>(e.MaxTxDataSegmentLen));
-    env->CallVoidMethod(obj, gEntry[5].id, static_cast<jint>(e.DDBLink));
-    env->CallVoidMethod(obj, gEntry[6].id, static_cast<jint>(e.CHAPTableIndex));
-    env->CallVoidMethod(obj, gEntry[7].id, static_cast<jbyte>(e.Options));
-    env->CallVoidMethod(obj, gEntry[8].id, static_cast<jbyte>(e.Control));
-    env->CallVoidMethod(obj, gEntry[9].id, static_cast<jint>(e.exeCount));
-    env->CallVoidMethod(obj, gEntry[10].id, static_cast<jint>(e.ReservedFlags));
-    env->CallVoidMethod(obj, gEntry[11].id, static_cast<jint>(e.TargetSessID));
-    env->CallVoidMethod(obj, gEntry[12].id, static_cast<jint>(e.TargetPortalGroupID));
+    callV(env, obj, gEntry[1].id, static_cast<jint>(e.TargetID));
+    callV(env, obj, gEntry[2].id, static_cast<jint>(e.DeviceState));
+    callV(env, obj, gEntry[3].id, index);
+    callV(env, obj, gEntry[4].id, static_cast<jint>(e.MaxTxDataSegmentLen));
+    callV(env, obj, gEntry[5].id, static_cast<jint>(e.DDBLink));
+    callV(env, obj, gEntry[6].id, static_cast<jint>(e.CHAPTableIndex));
+    callV(env, obj, gEntry[7].id, static_cast<jbyte>(e.Options));
+    callV(env, obj, gEntry[8].id, static_cast<jbyte>(e.Control));
+    callV(env, obj, gEntry[9].id, static_cast<jint>(e.exeCount));
+    callV(env, obj, gEntry[10].id, static_cast<jint>(e.ReservedFlags));
+    callV(env, obj, gEntry[11].id, static_cast<jint>(e.TargetSessID));
+    callV(env, obj, gEntry[12].id, static_cast<jint>(e.TargetPortalGroupID));
 
-    jobject node = env->CallObjectMethod(obj, gEntry[13].id);
+    jobject node = callObj(env, obj, gEntry[13].id);
     jclass nc = env->GetObjectClass(node);
     resolve(env, nc, gNode);
     env->DeleteLocalRef(nc);
     callText(env, node, gNode[0].id, e.EntryInfo.iSCSIName, sizeof e.EntryInfo.iSCSIName);
     callText(env, node, gNode[1].id, e.EntryInfo.Alias, sizeof e.EntryInfo.Alias);
     address(env, node, gNode[2].id, e.EntryInfo.IPAddr);
-    env->CallVoidMethod(node, gNode[3].id, static_cast<jint>(e.EntryInfo.PortalCount));
+    callV(env, node, gNode[3].id, static_cast<jint>(e.EntryInfo.PortalCount));
     env->DeleteLocalRef(node);
 
-    jobject dev = env->CallObjectMethod(obj, gEntry[14].id);
+    jobject dev = callObj(env, obj, gEntry[14].id);
     devEntry(env, dev, e.DeviceInfo);
     env->DeleteLocalRef(dev);
     std::printf("Info: getiSCSIHBAData: Add Local AEN Ref Target ID=%d, Device State=%d\r\n", index,
                 static_cast<int>(e.DeviceState));
-    env->CallVoidMethod(hba, gHba[kHbaAdd].id, obj);
+    callV(env, hba, gHba[kHbaAdd].id, obj);
     env->DeleteLocalRef(obj);
     (void)handle;
 }
@@ -240,25 +269,25 @@ void firmware(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, jint dev)
     address(env, hba, gHba[kHbaAddr + 2].id, block.SubnetMask);
     address(env, hba, gHba[kHbaAddr + 3].id, block.PrimaryDNS.IPAddr);
     address(env, hba, gHba[kHbaAddr + 4].id, block.SLPDAAddr);
-    jobject initFW = env->CallObjectMethod(hba, gHba[kHbaInitFW].id);
+    jobject initFW = callObj(env, hba, gHba[kHbaInitFW].id);
     jclass ic = env->GetObjectClass(initFW);
     resolve(env, ic, gInitFW);
     env->DeleteLocalRef(ic);
-    env->CallVoidMethod(initFW, gInitFW[0].id, static_cast<jshort>(block.FWOptions));
-    env->CallVoidMethod(initFW, gInitFW[1].id, static_cast<jshort>(block.addFWOptions));
-    env->CallVoidMethod(initFW, gInitFW[2].id, static_cast<jint>(block.EthernetMTU));
-    env->CallVoidMethod(initFW, gInitFW[3].id, static_cast<jshort>(block.ZIO));
-    env->CallVoidMethod(initFW, gInitFW[4].id, static_cast<jint>(block.TCI));
-    env->CallVoidMethod(initFW, gInitFW[5].id, static_cast<jbyte>(block.Reserved1));
-    env->CallVoidMethod(initFW, gInitFW[6].id, static_cast<jshort>(block.wakeupThreshold));
-    jobject de = env->CallObjectMethod(initFW, gInitFW[7].id);
+    callV(env, initFW, gInitFW[0].id, static_cast<jshort>(block.FWOptions));
+    callV(env, initFW, gInitFW[1].id, static_cast<jshort>(block.addFWOptions));
+    callV(env, initFW, gInitFW[2].id, static_cast<jint>(block.EthernetMTU));
+    callV(env, initFW, gInitFW[3].id, static_cast<jshort>(block.ZIO));
+    callV(env, initFW, gInitFW[4].id, static_cast<jint>(block.TCI));
+    callV(env, initFW, gInitFW[5].id, static_cast<jbyte>(block.Reserved1));
+    callV(env, initFW, gInitFW[6].id, static_cast<jshort>(block.wakeupThreshold));
+    jobject de = callObj(env, initFW, gInitFW[7].id);
     devEntry(env, de, block.DeviceInfo);
     jclass dc = env->GetObjectClass(de);
     resolve(env, dc, gInitFWDev);
     env->DeleteLocalRef(dc);
-    env->CallVoidMethod(de, gInitFWDev[0].id, static_cast<jshort>(block.taskMngmntTimeout));
+    callV(env, de, gInitFWDev[0].id, static_cast<jshort>(block.taskMngmntTimeout));
     std::printf("InitFW taskMngmntTimeout=%d\n", block.taskMngmntTimeout);
-    env->CallVoidMethod(de, gInitFWDev[1].id, static_cast<jshort>(block.TCPWindowScaleFactor));
+    callV(env, de, gInitFWDev[1].id, static_cast<jshort>(block.TCPWindowScaleFactor));
     std::printf("InitFW TCPWindowScaleFactor=%d\n", block.TCPWindowScaleFactor);
     env->DeleteLocalRef(de);
     env->DeleteLocalRef(initFW);
@@ -316,17 +345,17 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_hbaData(JNIEnv*
     jclass hc = env->GetObjectClass(hba);
     env->DeleteLocalRef(hc);
     uint16_t link = p.flowControlDuplexLinkSpeed;
-    env->CallVoidMethod(hba, gHba[0].id, static_cast<jint>(p.DiscTargetCount));
+    callV(env, hba, gHba[0].id, static_cast<jint>(p.DiscTargetCount));
     callShorts(env, hba, gHba[1].id, p.MacAddr, sizeof p.MacAddr);
-    env->CallVoidMethod(hba, gHba[2].id, static_cast<jint>(p.State));
-    env->CallVoidMethod(hba, gHba[3].id, static_cast<jint>(p.dhcpState));
-    env->CallVoidMethod(hba, gHba[4].id, static_cast<jint>(p.linkStatus));
-    env->CallVoidMethod(hba, gHba[5].id, static_cast<jboolean>((link & 0x4000) != 0));
-    env->CallVoidMethod(hba, gHba[6].id, static_cast<jint>((link & 0x3000) == 0 ? -1 : (link & 0x3000) == 0x2000));
-    env->CallVoidMethod(hba, gHba[7].id, static_cast<jint>((link & 0x0F00) >> 8));
-    env->CallVoidMethod(hba, gHba[8].id, static_cast<jint>(p.Type));
-    env->CallVoidMethod(hba, gHba[9].id, static_cast<jint>(p.DriverAttr));
-    env->CallVoidMethod(hba, gHba[10].id, static_cast<jint>(p.FWAttr));
+    callV(env, hba, gHba[2].id, static_cast<jint>(p.State));
+    callV(env, hba, gHba[3].id, static_cast<jint>(p.dhcpState));
+    callV(env, hba, gHba[4].id, static_cast<jint>(p.linkStatus));
+    callV(env, hba, gHba[5].id, static_cast<jboolean>((link & 0x4000) != 0));
+    callV(env, hba, gHba[6].id, static_cast<jint>((link & 0x3000) == 0 ? -1 : (link & 0x3000) == 0x2000));
+    callV(env, hba, gHba[7].id, static_cast<jint>((link & 0x0F00) >> 8));
+    callV(env, hba, gHba[8].id, static_cast<jint>(p.Type));
+    callV(env, hba, gHba[9].id, static_cast<jint>(p.DriverAttr));
+    callV(env, hba, gHba[10].id, static_cast<jint>(p.FWAttr));
     callText(env, hba, gHba[11].id, p.DriverVersion, sizeof p.DriverVersion);
     callText(env, hba, gHba[12].id, p.FWVersion, sizeof p.FWVersion);
     callText(env, hba, gHba[13].id, p.Manufacturer, sizeof p.Manufacturer);
@@ -355,7 +384,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_hbaData(JNIEnv*
     uint16_t window = 0;
     SDGetTCPMaxWindowSize(h, &window);
     std::printf("HBA level TCP max window size=%u (0x%x)\n", window, window);
-    env->CallVoidMethod(hba, gHba[kHbaWindow].id, static_cast<jint>(window));
+    callV(env, hba, gHba[kHbaWindow].id, static_cast<jint>(window));
     return 0;
 }
 
@@ -399,7 +428,9 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_aenLines(JNIEnv
     }
     jclass cls = env->GetObjectClass(host);
     env->DeleteLocalRef(cls);
-    return env->CallIntMethod(host, gCallback[0].id, dev, 1, 0);
+    jint r = env->CallIntMethod(host, gCallback[0].id, dev, 1, 0);
+    env->ExceptionCheck();
+    return r;
 }
 
 // Hands the C heap's free memory back to the system, so that resident
@@ -426,17 +457,17 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_isnsTargets(JNI
     SDGetAlliSNSDiscoveredTargets(h, &count, large, sizeof large);
     jclass hc = env->GetObjectClass(hba);
     env->DeleteLocalRef(hc);
-    env->CallVoidMethod(hba, gIsnsHba[0].id);
+    callV(env, hba, gIsnsHba[0].id);
     for (uint32_t i = 0; i < count && i < 512; ++i) {
         const SDM_ISNS_DISCOVERED_TARGET& t = large[i];
-        jobject obj = env->NewObject(gIsnsClass, gIsnsTarget[0].id);
-        env->CallVoidMethod(obj, gIsnsTarget[1].id, static_cast<jint>(t.targetPortal[0].port));
+        jobject obj = newObj(env, gIsnsClass, gIsnsTarget[0].id);
+        callV(env, obj, gIsnsTarget[1].id, static_cast<jint>(t.targetPortal[0].port));
         callText(env, obj, gIsnsTarget[2].id, t.targetName, sizeof t.targetName);
         callText(env, obj, gIsnsTarget[3].id, t.targetAlias, sizeof t.targetAlias);
         jshortArray a = shorts(env, t.targetPortal[0].ipAddr.IPAddress, 16);
-        env->CallVoidMethod(obj, gIsnsTarget[4].id, a, static_cast<jint>(t.targetPortal[0].ipAddr.Type));
+        callV(env, obj, gIsnsTarget[4].id, a, static_cast<jint>(t.targetPortal[0].ipAddr.Type));
         env->DeleteLocalRef(a);
-        env->CallVoidMethod(hba, gIsnsHba[1].id, obj);
+        callV(env, hba, gIsnsHba[1].id, obj);
         env->DeleteLocalRef(obj);
     }
     return 0;
@@ -461,16 +492,16 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_chapTable(JNIEn
     env->DeleteLocalRef(hc);
     for (uint32_t i = 0; i < count && i < 128; ++i) {
         const CHAPTABLE& e = table[i];
-        jobject obj = env->NewObject(gChapClass, gChapEntry[0].id);
-        env->CallVoidMethod(obj, gChapEntry[1].id, static_cast<jint>(e.Flags));
-        env->CallVoidMethod(obj, gChapEntry[2].id, static_cast<jint>(e.Link));
+        jobject obj = newObj(env, gChapClass, gChapEntry[0].id);
+        callV(env, obj, gChapEntry[1].id, static_cast<jint>(e.Flags));
+        callV(env, obj, gChapEntry[2].id, static_cast<jint>(e.Link));
         uint8_t secret[100] = {};
         std::memcpy(secret, e.ChapSecret, e.ChapSecretLength < 100 ? e.ChapSecretLength : 100);
         jshortArray a = shorts(env, secret, 100);
-        env->CallVoidMethod(obj, gChapEntry[3].id, a, static_cast<jint>(e.ChapSecretLength));
+        callV(env, obj, gChapEntry[3].id, a, static_cast<jint>(e.ChapSecretLength));
         env->DeleteLocalRef(a);
         callText(env, obj, gChapEntry[4].id, e.ChapName, sizeof e.ChapName);
-        env->CallVoidMethod(hba, gChapHba[0].id, obj);
+        callV(env, hba, gChapHba[0].id, obj);
         env->DeleteLocalRef(obj);
     }
     return 0;

@@ -424,7 +424,7 @@ public final class Bench {
 
         Result[] hbaData = measurePair("getiSCSIHBAData (512 entries)", all.get("getiSCSIHBAData"),
                 () -> BenchFloors.hbaData(HANDLE_0, 0, new HBA()));
-        row(hbaData, "calls, strings, arrays, objects and required lines only");
+        row(hbaData, "calls with their exception checks, strings, arrays, objects, required lines");
         perCall.put("getiSCSIHBAData", hbaData[0].nsPerCall());
         Result[] fwData = measurePair("getFWData", all.get("getFWData"),
                 () -> BenchFloors.fwData(HANDLE_0, 0, new HBA()));
