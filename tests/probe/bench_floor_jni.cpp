@@ -9,23 +9,16 @@
 
 #include <malloc.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 
+#include "bench_floor.h"
 #include "sdm/sdm_api.h"
 
 namespace {
 
-struct Id {
-    const char* name;
-    const char* sig;
-    jmethodID id = nullptr;
-};
-
-constexpr const char* kIP = "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
-constexpr const char* kStr = "(Ljava/lang/String;)V";
+using namespace floors;
 
 // Adapter object: properties, in call order.
 Id gHba[] = {
@@ -71,61 +64,6 @@ Id gCallback[] = {{"jniAENCallBack", "(III)I"}};
 jclass gIPAddrClass;
 jclass gDDBClass;
 
-// Up-calls as the library must make them: every call into Java is followed
-// by an exception check (anything else is a -Xcheck:jni warning and would
-// run on past a throwing accessor). The floors ignore the answer: their
-// accessors do not throw.
-void callV(JNIEnv* env, jobject obj, jmethodID id, ...)
-{
-    va_list args;
-    va_start(args, id);
-    env->CallVoidMethodV(obj, id, args);
-    va_end(args);
-    env->ExceptionCheck();
-}
-
-jobject callObj(JNIEnv* env, jobject obj, jmethodID id)
-{
-    jobject r = env->CallObjectMethod(obj, id);
-    env->ExceptionCheck();
-    return r;
-}
-
-jobject newObj(JNIEnv* env, jclass cls, jmethodID id)
-{
-    jobject r = env->NewObject(cls, id);
-    env->ExceptionCheck();
-    return r;
-}
-
-template <size_t N>
-bool resolve(JNIEnv* env, jclass cls, Id (&ids)[N])
-{
-    for (Id& m : ids) {
-        if (m.id)
-            continue;
-        m.id = env->GetMethodID(cls, m.name, m.sig);
-        if (!m.id) {
-            env->ExceptionClear();
-            std::fprintf(stderr, "floor: no %s%s\n", m.name, m.sig);
-            return false;
-        }
-    }
-    return true;
-}
-
-jclass globalClass(JNIEnv* env, const char* name)
-{
-    jclass local = env->FindClass(name);
-    if (!local) {
-        env->ExceptionClear();
-        return nullptr;
-    }
-    auto global = static_cast<jclass>(env->NewGlobalRef(local));
-    env->DeleteLocalRef(local);
-    return global;
-}
-
 // Resolves everything once per class of the objects given (all the same
 // classes in a benchmark run).
 bool prepare(JNIEnv* env, jobject hba)
@@ -149,39 +87,6 @@ T fieldOf(const void* p)
     T v;
     std::memcpy(&v, p, sizeof v);
     return v;
-}
-
-jstring text(JNIEnv* env, const uint8_t* field, size_t width)
-{
-    char buffer[512];
-    size_t n = strnlen(reinterpret_cast<const char*>(field), width);
-    std::memcpy(buffer, field, n);
-    buffer[n] = '\0';
-    return env->NewStringUTF(buffer);
-}
-
-jshortArray shorts(JNIEnv* env, const uint8_t* bytes, size_t n)
-{
-    jshort v[256];
-    for (size_t i = 0; i < n; ++i)
-        v[i] = bytes[i];
-    jshortArray a = env->NewShortArray(static_cast<jsize>(n));
-    env->SetShortArrayRegion(a, 0, static_cast<jsize>(n), v);
-    return a;
-}
-
-void callText(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* field, size_t width)
-{
-    jstring s = text(env, field, width);
-    callV(env, obj, id, s);
-    env->DeleteLocalRef(s);
-}
-
-void callShorts(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* bytes, size_t n)
-{
-    jshortArray a = shorts(env, bytes, n);
-    callV(env, obj, id, a);
-    env->DeleteLocalRef(a);
 }
 
 void address(JNIEnv* env, jobject holder, jmethodID setter, const ISCSIIPADDR& addr)
@@ -307,27 +212,6 @@ Id gChapEntry[] = {
     {"<init>", "()V"}, {"setFlags", "(I)V"}, {"setLink", "(I)V"}, {"setChapSecret", "([SI)V"}, {"setChapName", kStr},
 };
 jclass gChapClass;
-
-// Resolves `ids` on the class of `obj` once.
-template <size_t N>
-bool resolveOn(JNIEnv* env, jobject obj, Id (&ids)[N])
-{
-    if (ids[0].id)
-        return true;
-    jclass cls = env->GetObjectClass(obj);
-    bool ok = resolve(env, cls, ids);
-    env->DeleteLocalRef(cls);
-    return ok;
-}
-
-// Resolves the constructor and accessors of a model class once.
-template <size_t N>
-bool resolveModel(JNIEnv* env, jclass& cls, const char* name, Id (&ids)[N])
-{
-    if (!cls)
-        cls = globalClass(env, name);
-    return cls && resolve(env, cls, ids);
-}
 
 }  // namespace
 

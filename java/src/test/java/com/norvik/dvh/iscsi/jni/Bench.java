@@ -78,6 +78,16 @@ public final class Bench {
     private record Result(String name, double nsPerCall, double spread) {
     }
 
+    /** A method measured against its floor: the row's label and the floor's call. */
+    private record Floor(String label, IntSupplier floor) {
+    }
+
+    /**
+     * The floors added to {@link #methods}' methods, by method name, on the same model objects and
+     * adapter as the method's own entry there.
+     */
+    private static final Map<String, Floor> FLOORS = new LinkedHashMap<>();
+
     private Bench() {
     }
 
@@ -336,6 +346,8 @@ public final class Bench {
         m.put("getAENsForDevice (no events)", () -> api.getAENsForDevice(0, 2, host));
         m.put("validateSystemUser", () -> api.validateSystemUser("nobody", "wrong"));
         m.put("enableSdmTrace (off)", () -> api.enableSdmTrace(0, null));
+
+        FLOORS.put("setFWData", new Floor("setFWData", () -> BenchFloors.setFWData(HANDLE_0, filled)));
         return m;
     }
 
@@ -405,6 +417,7 @@ public final class Bench {
             // the given seconds (--loop) or times (--count).
             IntSupplier op = args[1].equals("floor") ? () -> BenchFloors.hbaData(HANDLE_0, 0, new HBA())
                     : args[1].equals("fwfloor") ? () -> BenchFloors.fwData(HANDLE_0, 0, new HBA())
+                    : args[1].startsWith("floor:") ? FLOORS.get(args[1].substring(6)).floor()
                     : all.get(args[1]);
             long n = Long.parseLong(args[2]);
             if (args[0].equals("--count")) {
@@ -417,6 +430,10 @@ public final class Bench {
             while (System.nanoTime() < end) {
                 op.getAsInt();
             }
+            return;
+        }
+        if (args.length > 0 && args[0].equals("--check")) {
+            checkFloors(all);
             return;
         }
         Host host = new Host();
@@ -443,6 +460,11 @@ public final class Bench {
                 () -> BenchFloors.chapTable(HANDLE_0, new HBA()));
         row(chapTable, "same");
         perCall.put("getCHAPTableData", chapTable[0].nsPerCall());
+        for (Map.Entry<String, Floor> e : FLOORS.entrySet()) {
+            Result[] pair = measurePair(e.getValue().label(), all.get(e.getKey()), e.getValue().floor());
+            row(pair, "same");
+            perCall.put(e.getKey(), pair[0].nsPerCall());
+        }
         if (args.length > 0 && args[0].equals("--floors")) {
             return;
         }
@@ -532,6 +554,35 @@ public final class Bench {
         if (fewer.length() > 0) {
             OUT.printf("  calls of the slow methods (--long: %d each): %s%n", CALLS, fewer);
         }
+    }
+
+    /**
+     * Each floor of {@link #FLOORS} against its method, called once each: the library calls they
+     * make (function, arguments, records) and the lines they print must be the same.
+     */
+    private static void checkFloors(Map<String, IntSupplier> all) {
+        for (Map.Entry<String, Floor> e : FLOORS.entrySet()) {
+            String[] method = callsAndLines(all.get(e.getKey()));
+            String[] floor = callsAndLines(e.getValue().floor());
+            boolean calls = method[0].equals(floor[0]);
+            boolean lines = method[1].equals(floor[1]);
+            OUT.printf("%-30s library calls %s (%d), lines %s (%d bytes)%n", e.getKey(), calls ? "same" : "DIFFER",
+                    method[0].split("\"fn\"", -1).length - 1, lines ? "same" : "DIFFER", method[1].length());
+            if (!calls) {
+                OUT.printf("  method: %s%n  floor:  %s%n", method[0], floor[0]);
+            }
+            if (!lines) {
+                OUT.printf("  method: %s%n  floor:  %s%n", method[1], floor[1]);
+            }
+        }
+    }
+
+    /** The call log (without sequence numbers) and the standard output of one call. */
+    private static String[] callsAndLines(IntSupplier op) {
+        SimControl.clearCallLog();
+        String lines = SimControl.captureStdout(op::getAsInt);
+        String calls = SimControl.callLogJson().replaceAll("\"seq\":\\d+,?", "");
+        return new String[] {calls, lines};
     }
 
     /**

@@ -19,6 +19,8 @@ final class BenchFloors {
 
     static native int chapTable(int handle, Object hba);
 
+    static native int setFWData(int handle, Object hba);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }

@@ -1,0 +1,173 @@
+// What the benchmark's JNI floors share (libdvhprobe.so): identifiers
+// looked up once, and up-calls as the library must make them, each followed
+// by its exception check. The floors ignore the answer of that check: their
+// accessors do not throw.
+#ifndef DVH_BENCH_FLOOR_H
+#define DVH_BENCH_FLOOR_H
+
+#include <jni.h>
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+namespace floors {
+
+struct Id {
+    const char* name;
+    const char* sig;
+    jmethodID id = nullptr;
+};
+
+constexpr const char* kIP = "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
+constexpr const char* kStr = "(Ljava/lang/String;)V";
+constexpr const char* kGetIP = "()Lcom/norvik/dvh/iscsi/model/IPAddr;";
+constexpr const char* kGetStr = "()Ljava/lang/String;";
+
+inline void callV(JNIEnv* env, jobject obj, jmethodID id, ...)
+{
+    va_list args;
+    va_start(args, id);
+    env->CallVoidMethodV(obj, id, args);
+    va_end(args);
+    env->ExceptionCheck();
+}
+
+inline jobject callObj(JNIEnv* env, jobject obj, jmethodID id, ...)
+{
+    va_list args;
+    va_start(args, id);
+    jobject r = env->CallObjectMethodV(obj, id, args);
+    va_end(args);
+    env->ExceptionCheck();
+    return r;
+}
+
+inline jint callInt(JNIEnv* env, jobject obj, jmethodID id)
+{
+    jint r = env->CallIntMethod(obj, id);
+    env->ExceptionCheck();
+    return r;
+}
+
+inline jshort callShort(JNIEnv* env, jobject obj, jmethodID id)
+{
+    jshort r = env->CallShortMethod(obj, id);
+    env->ExceptionCheck();
+    return r;
+}
+
+inline jbyte callByte(JNIEnv* env, jobject obj, jmethodID id)
+{
+    jbyte r = env->CallByteMethod(obj, id);
+    env->ExceptionCheck();
+    return r;
+}
+
+inline jboolean callBool(JNIEnv* env, jobject obj, jmethodID id)
+{
+    jboolean r = env->CallBooleanMethod(obj, id);
+    env->ExceptionCheck();
+    return r;
+}
+
+inline jobject newObj(JNIEnv* env, jclass cls, jmethodID id)
+{
+    jobject r = env->NewObject(cls, id);
+    env->ExceptionCheck();
+    return r;
+}
+
+template <size_t N>
+bool resolve(JNIEnv* env, jclass cls, Id (&ids)[N])
+{
+    for (Id& m : ids) {
+        if (m.id)
+            continue;
+        m.id = env->GetMethodID(cls, m.name, m.sig);
+        if (!m.id) {
+            env->ExceptionClear();
+            std::fprintf(stderr, "floor: no %s%s\n", m.name, m.sig);
+            return false;
+        }
+    }
+    return true;
+}
+
+inline jclass globalClass(JNIEnv* env, const char* name)
+{
+    jclass local = env->FindClass(name);
+    if (!local) {
+        env->ExceptionClear();
+        return nullptr;
+    }
+    auto global = static_cast<jclass>(env->NewGlobalRef(local));
+    env->DeleteLocalRef(local);
+    return global;
+}
+
+// Resolves `ids` on the class of `obj` once.
+template <size_t N>
+bool resolveOn(JNIEnv* env, jobject obj, Id (&ids)[N])
+{
+    if (ids[0].id)
+        return true;
+    jclass cls = env->GetObjectClass(obj);
+    bool ok = resolve(env, cls, ids);
+    env->DeleteLocalRef(cls);
+    return ok;
+}
+
+// Resolves the constructor and accessors of a model class once.
+template <size_t N>
+bool resolveModel(JNIEnv* env, jclass& cls, const char* name, Id (&ids)[N])
+{
+    if (!cls)
+        cls = globalClass(env, name);
+    return cls && resolve(env, cls, ids);
+}
+
+// The one GetObjectClass a method needs for an object it is given.
+inline void classOf(JNIEnv* env, jobject obj)
+{
+    env->DeleteLocalRef(env->GetObjectClass(obj));
+}
+
+inline jstring text(JNIEnv* env, const uint8_t* field, size_t width)
+{
+    char buffer[512];
+    size_t n = strnlen(reinterpret_cast<const char*>(field), width < sizeof buffer ? width : sizeof buffer - 1);
+    std::memcpy(buffer, field, n);
+    buffer[n] = '\0';
+    return env->NewStringUTF(buffer);
+}
+
+inline jshortArray shorts(JNIEnv* env, const uint8_t* bytes, size_t n)
+{
+    jshort v[256];
+    for (size_t i = 0; i < n; ++i)
+        v[i] = bytes[i];
+    jshortArray a = env->NewShortArray(static_cast<jsize>(n));
+    env->SetShortArrayRegion(a, 0, static_cast<jsize>(n), v);
+    return a;
+}
+
+inline void callText(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* field, size_t width)
+{
+    jstring s = text(env, field, width);
+    callV(env, obj, id, s);
+    env->DeleteLocalRef(s);
+}
+
+inline void callShorts(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* bytes, size_t n)
+{
+    jshortArray a = shorts(env, bytes, n);
+    callV(env, obj, id, a);
+    env->DeleteLocalRef(a);
+}
+
+}  // namespace floors
+
+#endif  // DVH_BENCH_FLOOR_H
