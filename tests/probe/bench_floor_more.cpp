@@ -126,9 +126,340 @@ bool prepareFw(JNIEnv* env, jobject hba)
     return ok;
 }
 
+// --- setDDBsData ------------------------------------------------------------
+
+Id gDDBRead[] = {
+    {"getTargetID", "()I"}, {"getNodeInfo", "()Lcom/norvik/dvh/iscsi/model/NodeInfo;"}, {"getState", "()I"},
+    {"getOptions", "()B"}, {"getExeCount", "()I"}, {"getControl", "()B"}, {"getTargetSessionID", "()I"},
+    {"getTargetPortalGroupID", "()I"}, {"getReservedFlags", "()I"}, {"getInitiatorSessionID", "()[S"},
+    {"getMaxTxDataSegmentLen", "()I"}, {"getDDBLink", "()I"}, {"getChapIndex", "()I"},
+    {"getDeviceEntry", "()Lcom/norvik/dvh/iscsi/model/DevEntry;"}, {"isBootableDevice", "()I"},
+};
+Id gNodeRead[] = {{"getiSCSIName", kGetStr}, {"getAlias", kGetStr}, {"getIPAddress", kGetIP}, {"getPortalCount", "()I"}};
+
+bool prepareDDBs(JNIEnv* env, jobject first)
+{
+    if (!prepareIP(env) || !resolveOn(env, first, gDDBRead))
+        return false;
+    if (gNodeRead[0].id && gDevRead[0].id)
+        return true;
+    jobject node = env->CallObjectMethod(first, gDDBRead[1].id);
+    jobject dev = env->CallObjectMethod(first, gDDBRead[13].id);
+    bool ok = resolveOn(env, node, gNodeRead) && resolveOn(env, dev, gDevRead);
+    env->DeleteLocalRef(node);
+    env->DeleteLocalRef(dev);
+    return ok;
+}
+
+// One DevDBEntry read into the record setDDBData sends.
+void ddbFromJava(JNIEnv* env, jobject e, DEVICEENTRYISCSI& r)
+{
+    const Id* m = gDDBRead;
+    jobject node = callObj(env, e, m[1].id);
+    classOf(env, node);
+    getText(env, node, gNodeRead[0].id, r.EntryInfo.iSCSIName, sizeof r.EntryInfo.iSCSIName - 1);
+    getText(env, node, gNodeRead[1].id, r.EntryInfo.Alias, sizeof r.EntryInfo.Alias - 1);
+    readIP(env, node, gNodeRead[2].id, r.EntryInfo.IPAddr.IPAddress);
+    put(r.EntryInfo.PortalCount, static_cast<uint32_t>(callInt(env, node, gNodeRead[3].id)));
+    env->DeleteLocalRef(node);
+
+    put(r.DeviceState, static_cast<uint32_t>(callInt(env, e, m[2].id)));
+    put(r.TargetID, static_cast<uint32_t>(callInt(env, e, m[0].id)));
+    put(r.Options, static_cast<uint8_t>(callByte(env, e, m[3].id)));
+    put(r.exeCount, static_cast<uint32_t>(callInt(env, e, m[4].id)));
+    put(r.Control, static_cast<uint8_t>(callByte(env, e, m[5].id)));
+    put(r.TargetSessID, static_cast<uint32_t>(callInt(env, e, m[6].id)));
+    put(r.TargetPortalGroupID, static_cast<uint32_t>(callInt(env, e, m[7].id)));
+    put(r.ReservedFlags, static_cast<uint32_t>(callInt(env, e, m[8].id)));
+    auto sid = static_cast<jshortArray>(callObj(env, e, m[9].id));
+    if (sid) {
+        jsize n = env->GetArrayLength(sid);
+        if (n > 6)
+            n = 6;
+        jshort v[6];
+        env->GetShortArrayRegion(sid, 0, n, v);
+        for (jsize i = 0; i < n; ++i)
+            r.InitiatorSessID[i] = static_cast<uint8_t>(v[i]);
+        env->DeleteLocalRef(sid);
+    }
+    put(r.MaxTxDataSegmentLen, static_cast<uint32_t>(callInt(env, e, m[10].id)));
+    put(r.DDBLink, static_cast<uint32_t>(callInt(env, e, m[11].id)));
+    put(r.CHAPTableIndex, static_cast<uint32_t>(callInt(env, e, m[12].id)));
+
+    jobject dev = callObj(env, e, m[13].id);
+    devFromJava(env, dev, r.DeviceInfo);
+    env->DeleteLocalRef(dev);
+}
+
+// --- getSecurityPoliciesTable ------------------------------------------------
+
+Id gIPMake[] = {{"<init>", "()V"}, {"setAddress", "([S)V"}};
+jclass gIPMakeClass;
+
+// A new IPAddr of `n` address bytes (the rest zero) handed to `setter`.
+void setIP(JNIEnv* env, jobject holder, jmethodID setter, const uint8_t* bytes, size_t n)
+{
+    uint8_t all[16] = {};
+    std::memcpy(all, bytes, n);
+    jobject ip = newObj(env, gIPMakeClass, gIPMake[0].id);
+    callShorts(env, ip, gIPMake[1].id, all, 16);
+    callV(env, holder, setter, ip);
+    env->DeleteLocalRef(ip);
+}
+
+Id gPolicyHba[] = {{"addSecurityPolicyEntry", "(Lcom/norvik/dvh/iscsi/model/SecurityPolicyEntry;)V"}};
+Id gPolicyWrite[] = {
+    {"<init>", "()V"}, {"setKind", "(I)V"}, {"setPriority", "(I)V"}, {"setProtocol", "(I)V"},
+    {"setTunnelIPAddr", kIP}, {"setSourceAddr", kIP}, {"setDestStartAddr", kIP}, {"setDestEndAddr", kIP},
+    {"setDestType", "(I)V"}, {"setAction", "(I)V"}, {"setPort", "(I)V"}, {"setPolicyName", kStr},
+    {"setIKEMode", "(I)V"}, {"setIKEPFS", "(Z)V"}, {"setIKEDirection", "(I)V"}, {"setAutoIPSec", "(Z)V"},
+    {"setAuthKey", kStr}, {"setEncryptKey", kStr}, {"setEncryptIV", kStr}, {"setSPI", "(I)V"},
+    {"setAssociatedIke", "(I)V"}, {"setPreSharedKey", kStr}, {"setSourcePort", "(I)V"},
+    {"addTransform", "(Lcom/norvik/dvh/iscsi/model/SecurityTransform;)V"},
+};
+Id gTransformWrite[] = {
+    {"<init>", "()V"}, {"setLevel", "(I)V"}, {"setEncryptAlgo", "(I)V"}, {"setIPSecMode", "(I)V"},
+    {"setAuthAlgo", "(I)V"}, {"setKBytesLife", "(I)V"}, {"setSecondsLife", "(I)V"}, {"setGroup", "(I)V"},
+    {"setIKEAuthMethod", "(I)V"}, {"setType", "(I)V"},
+};
+jclass gPolicyClass;
+jclass gTransformClass;
+
+void policyToJava(JNIEnv* env, jobject p, const SECURITYPOLICY& r)
+{
+    const Id* m = gPolicyWrite;
+    callV(env, p, m[1].id, static_cast<jint>(r.PolicyKind));
+    callV(env, p, m[2].id, static_cast<jint>(r.Priority));
+    callV(env, p, m[3].id, static_cast<jint>(r.Protocol));
+    setIP(env, p, m[4].id, r.TunnelIPAddr.IPAddress, 4);
+    setIP(env, p, m[5].id, r.SourceAddr.IPAddress, 4);
+    setIP(env, p, m[6].id, r.DestStartAddr.IPAddress, 4);
+    setIP(env, p, m[7].id, r.DestEndAddr.IPAddress, 4);
+    callV(env, p, m[8].id, static_cast<jint>(r.DestType));
+    callV(env, p, m[9].id, static_cast<jint>(r.Action));
+    callV(env, p, m[10].id, static_cast<jint>(r.DestPort));
+    callText(env, p, m[11].id, r.PolicyName, sizeof r.PolicyName);
+    callV(env, p, m[12].id, static_cast<jint>(r.IKEMode));
+    callV(env, p, m[13].id, static_cast<jboolean>(r.IKEPFS != 0));
+    callV(env, p, m[14].id, static_cast<jint>(r.IKEDirection));
+    callV(env, p, m[15].id, static_cast<jboolean>(r.AutoIPSec != 0));
+    if (r.AutoIPSec == 0) {
+        callText(env, p, m[16].id, r.AuthKey, sizeof r.AuthKey);
+        callText(env, p, m[17].id, r.EncryptKey, sizeof r.EncryptKey);
+        callText(env, p, m[18].id, r.EncryptIV, sizeof r.EncryptIV);
+        callV(env, p, m[19].id, static_cast<jint>(r.SPI));
+    }
+    callV(env, p, m[20].id, static_cast<jint>(r.AssociatedIKEPolicy));
+    callText(env, p, m[21].id, r.PreSharedKey, sizeof r.PreSharedKey);
+    callV(env, p, m[22].id, static_cast<jint>(r.SourcePort));
+    if (r.NumberOfTransforms > 16)
+        return;
+    const Id* t = gTransformWrite;
+    for (uint32_t i = 0; i < r.NumberOfTransforms; ++i) {
+        const SECTRANSFORM& x = r.Transforms[i];
+        jobject obj = newObj(env, gTransformClass, t[0].id);
+        callV(env, obj, t[1].id, static_cast<jint>(x.Level));
+        callV(env, obj, t[2].id, static_cast<jint>(x.EncryptAlgo));
+        callV(env, obj, t[3].id, static_cast<jint>(x.IPSecMode));
+        callV(env, obj, t[4].id, static_cast<jint>(x.AuthAlgo));
+        callV(env, obj, t[5].id, static_cast<jint>(x.KBytesLife));
+        callV(env, obj, t[6].id, static_cast<jint>(x.SecondsLife));
+        callV(env, obj, t[7].id, static_cast<jint>(x.Group));
+        callV(env, obj, t[8].id, static_cast<jint>(x.IKEAuthMethod));
+        callV(env, obj, t[9].id, static_cast<jint>(x.Type));
+        callV(env, p, m[23].id, obj);
+        env->DeleteLocalRef(obj);
+    }
+}
+
+// --- setSecurityPolicies -------------------------------------------------------
+
+Id gPolicyRead[] = {
+    {"getKind", "()I"}, {"getStatusChangeBitMap", "()I"}, {"getPriority", "()I"}, {"getTunnelIPAddr", kGetIP},
+    {"getSourceAddr", kGetIP}, {"getDestType", "()I"}, {"getDestStartAddr", kGetIP}, {"getEnabledTarget", "()I"},
+    {"getDestEndAddr", kGetIP}, {"getAction", "()I"}, {"getProtocol", "()I"}, {"getPort", "()I"},
+    {"getPolicyName", kGetStr}, {"getNumTransforms", "()I"},
+    {"getTransform", "(I)Lcom/norvik/dvh/iscsi/model/SecurityTransform;"}, {"getSourcePort", "()I"},
+    {"getAutoIPSec", "()Z"}, {"getAssociatedIke", "()I"}, {"getEncryptKeyLen", "()I"}, {"getEncryptKey", kGetStr},
+    {"getEncryptIVLen", "()I"}, {"getEncryptIV", kGetStr}, {"getAuthKeyLen", "()I"}, {"getAuthKey", kGetStr},
+    {"getSPI", "()I"}, {"getIKEMode", "()I"}, {"getIKEPFS", "()Z"}, {"getIKEDirection", "()I"},
+    {"getPreSharedKeyLen", "()I"}, {"getPreSharedKey", kGetStr},
+};
+Id gTransformRead[] = {
+    {"getLevel", "()I"}, {"getEncryptAlgo", "()I"}, {"getAuthAlgo", "()I"}, {"getKBytesLife", "()I"},
+    {"getSecondsLife", "()I"}, {"getType", "()I"}, {"getGroup", "()I"}, {"getIKEAuthMethod", "()I"},
+    {"getIPSecMode", "()I"},
+};
+
+// The low byte of a getter's answer into a wider field (the rest stays zero).
+template <class F>
+void putLow(F& field, jint value)
+{
+    auto b = static_cast<uint8_t>(value);
+    std::memcpy(&field, &b, 1);
+}
+
+// A key's length (at most 31), then at most that many bytes of its text.
+void key(JNIEnv* env, jobject p, jmethodID length, jmethodID textGetter, uint32_t& len, uint8_t* field)
+{
+    auto n = static_cast<uint32_t>(callInt(env, p, length));
+    len = n > 31 ? 31 : n;
+    getText(env, p, textGetter, field, len);
+}
+
+void policyFromJava(JNIEnv* env, jobject p, SECURITYPOLICY& r)
+{
+    const Id* m = gPolicyRead;
+    putLow(r.PolicyKind, callInt(env, p, m[0].id));
+    put(r.ChangeBitMap, static_cast<uint32_t>(callInt(env, p, m[1].id)));
+    put(r.Priority, static_cast<uint32_t>(callInt(env, p, m[2].id)));
+    readIP(env, p, m[3].id, r.TunnelIPAddr.IPAddress);
+    readIP(env, p, m[4].id, r.SourceAddr.IPAddress);
+    putLow(r.DestType, callInt(env, p, m[5].id));
+    readIP(env, p, m[6].id, r.DestStartAddr.IPAddress);
+    put(r.EnabledTarget, static_cast<uint32_t>(callInt(env, p, m[7].id)));
+    readIP(env, p, m[8].id, r.DestEndAddr.IPAddress);
+    putLow(r.Action, callInt(env, p, m[9].id));
+    put(r.Protocol, static_cast<uint32_t>(callInt(env, p, m[10].id)));
+    put(r.DestPort, static_cast<uint32_t>(callInt(env, p, m[11].id)));
+    getText(env, p, m[12].id, r.PolicyName, sizeof r.PolicyName);
+    auto count = static_cast<uint32_t>(callInt(env, p, m[13].id));
+    r.NumberOfTransforms = count > 16 ? 16 : count;
+    const Id* t = gTransformRead;
+    for (uint32_t i = 0; i < r.NumberOfTransforms; ++i) {
+        SECTRANSFORM& x = r.Transforms[i];
+        jobject obj = callObj(env, p, m[14].id, static_cast<jint>(i));
+        classOf(env, obj);
+        putLow(x.Level, callInt(env, obj, t[0].id));
+        putLow(x.EncryptAlgo, callInt(env, obj, t[1].id));
+        putLow(x.AuthAlgo, callInt(env, obj, t[2].id));
+        put(x.KBytesLife, static_cast<uint32_t>(callInt(env, obj, t[3].id)));
+        put(x.SecondsLife, static_cast<uint32_t>(callInt(env, obj, t[4].id)));
+        putLow(x.Type, callInt(env, obj, t[5].id));
+        if (x.Type == 1) {
+            putLow(x.Group, callInt(env, obj, t[6].id));
+            putLow(x.IKEAuthMethod, callInt(env, obj, t[7].id));
+        } else {
+            putLow(x.IPSecMode, callInt(env, obj, t[8].id));
+        }
+        env->DeleteLocalRef(obj);
+    }
+    put(r.SourcePort, static_cast<uint32_t>(callInt(env, p, m[15].id)));
+    if (r.PolicyKind != 3) {
+        r.AutoIPSec = callBool(env, p, m[16].id) ? 1 : 0;
+        put(r.AssociatedIKEPolicy, static_cast<uint32_t>(callInt(env, p, m[17].id)));
+        if (r.AutoIPSec != 0)
+            return;
+        key(env, p, m[18].id, m[19].id, r.EncryptKeyLen, r.EncryptKey);
+        key(env, p, m[20].id, m[21].id, r.EncryptIVLen, r.EncryptIV);
+        key(env, p, m[22].id, m[23].id, r.AuthKeyLen, r.AuthKey);
+        put(r.SPI, static_cast<uint32_t>(callInt(env, p, m[24].id)));
+        return;
+    }
+    putLow(r.IKEMode, callInt(env, p, m[25].id));
+    r.IKEPFS = callBool(env, p, m[26].id) ? 1 : 0;
+    putLow(r.IKEDirection, callInt(env, p, m[27].id));
+    key(env, p, m[28].id, m[29].id, r.PreSharedKeyLen, r.PreSharedKey);
+}
+
 }  // namespace
 
 extern "C" {
+
+// getSecurityPoliciesTable's floor: the adapter's portal and policy table
+// read, each policy in use made, filled, given its transforms and added.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_securityPolicies(JNIEnv* env, jclass, jint handle,
+                                                                                  jobject hba)
+{
+    if (!resolveOn(env, hba, gPolicyHba) ||
+        !resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake) ||
+        !resolveModel(env, gPolicyClass, "com/norvik/dvh/iscsi/model/SecurityPolicyEntry", gPolicyWrite) ||
+        !resolveModel(env, gTransformClass, "com/norvik/dvh/iscsi/model/SecurityTransform", gTransformWrite))
+        return -1;
+    static SECURITYPOLICY table[64];
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    HBAISCSIPORTAL portal{};
+    SDGetHbaDevicePortalPropertyiSCSI(h, 0, &portal);
+    std::memset(table, 0, sizeof table);
+    uint32_t count = 64;
+    classOf(env, hba);
+    SDGetSecurityPolicyTable(h, table, &count);
+    std::printf("JNI: SDGetSecurityPolicyTable() returned %d numEntries\n", static_cast<int>(count));
+    for (int i = 0; i < 64; ++i) {
+        const SECURITYPOLICY& r = table[i];
+        if (r.PolicyKind == 0)
+            continue;
+        if (count == 0)
+            break;
+        --count;
+        jobject p = newObj(env, gPolicyClass, gPolicyWrite[0].id);
+        policyToJava(env, p, r);
+        std::printf("JNI: About to set in Java Security index %d Name: %.*s\n", i, static_cast<int>(sizeof r.PolicyName),
+                    reinterpret_cast<const char*>(r.PolicyName));
+        callV(env, hba, gPolicyHba[0].id, p);
+        env->DeleteLocalRef(p);
+    }
+    return 0;
+}
+
+// setSecurityPolicies' floor: every policy read with its transforms and
+// keys, the table written.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_setSecurityPolicies(JNIEnv* env, jclass, jint handle,
+                                                                                     jobjectArray policies)
+{
+    jsize n = env->GetArrayLength(policies);
+    std::printf("JNI: setSecurityPolicies() numEntries: %d\n", static_cast<int>(n));
+    if (n <= 0 || n > 64 || !prepareIP(env))
+        return -1;
+    if (!gTransformRead[0].id) {
+        jobject p = env->GetObjectArrayElement(policies, 0);
+        jobject t = resolveOn(env, p, gPolicyRead) ? env->CallObjectMethod(p, gPolicyRead[14].id, 0) : nullptr;
+        bool ok = t && resolveOn(env, t, gTransformRead);
+        env->DeleteLocalRef(t);
+        env->DeleteLocalRef(p);
+        if (!ok)
+            return -1;
+    }
+    static SECURITYPOLICY table[64];
+    std::memset(table, 0, sizeof table);
+    for (jsize i = 0; i < n; ++i) {
+        jobject p = env->GetObjectArrayElement(policies, i);
+        classOf(env, p);
+        policyFromJava(env, p, table[i]);
+        env->DeleteLocalRef(p);
+    }
+    SDSetSecurityPolicyTable(static_cast<SDMGT_HANDLE>(handle), table, static_cast<uint32_t>(n), 1);
+    return 0;
+}
+
+// setDDBsData's floor on entries that are not boot devices: each element's
+// target id asked first, the entry read, the boot flag asked, the entry
+// written.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_setDDBsData(JNIEnv* env, jclass, jint handle,
+                                                                             jobjectArray entries)
+{
+    jsize length = env->GetArrayLength(entries);
+    if (length == 0)
+        return 0;
+    jobject first = env->GetObjectArrayElement(entries, 0);
+    bool ready = prepareDDBs(env, first);
+    env->DeleteLocalRef(first);
+    if (!ready)
+        return -1;
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    for (jsize i = 0; i < length; ++i) {
+        jobject e = env->GetObjectArrayElement(entries, i);
+        classOf(env, e);
+        callInt(env, e, gDDBRead[0].id);
+        DEVICEENTRYISCSI r{};
+        ddbFromJava(env, e, r);
+        if (callInt(env, e, gDDBRead[14].id) != -1)
+            return -1;  // a boot device: not what this floor measures
+        SDSetDDBEntry(h, &r, r.TargetID);
+        env->DeleteLocalRef(e);
+    }
+    return 0;
+}
 
 // setFWData's floor: the block read, the adapter object's side of it read
 // (addresses, node names, InitFW and its DevEntry), the block written, the

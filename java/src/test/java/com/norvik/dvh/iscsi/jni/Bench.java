@@ -1,5 +1,9 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.fasterxml.jackson.annotation.JsonAutoDetect;
+import com.fasterxml.jackson.annotation.PropertyAccessor;
+import com.fasterxml.jackson.databind.ObjectMapper;
+import com.fasterxml.jackson.databind.SerializationFeature;
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
@@ -39,6 +43,8 @@ import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.function.IntSupplier;
+import java.util.function.Supplier;
+import java.util.function.ToIntFunction;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 
@@ -78,8 +84,25 @@ public final class Bench {
     private record Result(String name, double nsPerCall, double spread) {
     }
 
-    /** A method measured against its floor: the row's label and the floor's call. */
-    private record Floor(String label, IntSupplier floor) {
+    /**
+     * A method measured against its floor: the row's label and the floor's call; for a method that
+     * fills an object, also a fresh object and the method and the floor on it, so that --check can
+     * compare what they fill.
+     */
+    private record Floor(String label, IntSupplier floor, Supplier<Object> fresh, ToIntFunction<Object> methodOn,
+            ToIntFunction<Object> floorOn) {
+        Floor(String label, IntSupplier floor) {
+            this(label, floor, null, null, null);
+        }
+
+        /** A floor that fills a fresh object of `fresh` (as the method does). */
+        static <T> Floor filling(String label, Supplier<T> fresh, ToIntFunction<T> method, ToIntFunction<T> floor) {
+            @SuppressWarnings("unchecked")
+            ToIntFunction<Object> m = o -> method.applyAsInt((T) o);
+            @SuppressWarnings("unchecked")
+            ToIntFunction<Object> f = o -> floor.applyAsInt((T) o);
+            return new Floor(label, () -> floor.applyAsInt(fresh.get()), fresh::get, m, f);
+        }
     }
 
     /**
@@ -348,6 +371,11 @@ public final class Bench {
         m.put("enableSdmTrace (off)", () -> api.enableSdmTrace(0, null));
 
         FLOORS.put("setFWData", new Floor("setFWData", () -> BenchFloors.setFWData(HANDLE_0, filled)));
+        FLOORS.put("setDDBsData", new Floor("setDDBsData (511 entries)", () -> BenchFloors.setDDBsData(HANDLE_0, entries)));
+        FLOORS.put("getSecurityPoliciesTable", Floor.filling("getSecurityPoliciesTable (64 x 16)", HBA::new,
+                h -> api.getSecurityPoliciesTable(0, h), h -> BenchFloors.securityPolicies(HANDLE_0, h)));
+        FLOORS.put("setSecurityPolicies", new Floor("setSecurityPolicies (64 x 16)",
+                () -> BenchFloors.setSecurityPolicies(HANDLE_0, policyArray)));
         return m;
     }
 
@@ -574,6 +602,32 @@ public final class Bench {
             if (!lines) {
                 OUT.printf("  method: %s%n  floor:  %s%n", method[1], floor[1]);
             }
+            Floor f = e.getValue();
+            if (f.fresh() != null) {
+                Object a = f.fresh().get();
+                Object b = f.fresh().get();
+                f.methodOn().applyAsInt(a);
+                f.floorOn().applyAsInt(b);
+                String ja = fieldsOf(a);
+                String jb = fieldsOf(b);
+                OUT.printf("%-30s objects filled %s (%d bytes of fields)%n", "", ja.equals(jb) ? "same" : "DIFFER",
+                        ja.length());
+                if (!ja.equals(jb)) {
+                    OUT.printf("  method: %s%n  floor:  %s%n", ja, jb);
+                }
+            }
+        }
+    }
+
+    /** An object's fields, all the way down, as JSON. */
+    private static String fieldsOf(Object o) {
+        ObjectMapper mapper = new ObjectMapper().setVisibility(PropertyAccessor.ALL, JsonAutoDetect.Visibility.NONE)
+                .setVisibility(PropertyAccessor.FIELD, JsonAutoDetect.Visibility.ANY)
+                .disable(SerializationFeature.FAIL_ON_EMPTY_BEANS);
+        try {
+            return mapper.writeValueAsString(o);
+        } catch (IOException e) {
+            return e.toString();
         }
     }
 

@@ -21,6 +21,12 @@ final class BenchFloors {
 
     static native int setFWData(int handle, Object hba);
 
+    static native int setDDBsData(int handle, Object[] entries);
+
+    static native int securityPolicies(int handle, Object hba);
+
+    static native int setSecurityPolicies(int handle, Object[] policies);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }
