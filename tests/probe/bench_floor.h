@@ -45,40 +45,22 @@ inline jobject callObj(JNIEnv* env, jobject obj, jmethodID id, ...)
     return r;
 }
 
-inline jint callInt(JNIEnv* env, jobject obj, jmethodID id)
+// A getter's answer, after its exception check.
+template <class R>
+R checked(JNIEnv* env, R answer)
 {
-    jint r = env->CallIntMethod(obj, id);
     env->ExceptionCheck();
-    return r;
+    return answer;
 }
 
-inline jshort callShort(JNIEnv* env, jobject obj, jmethodID id)
-{
-    jshort r = env->CallShortMethod(obj, id);
-    env->ExceptionCheck();
-    return r;
-}
-
-inline jbyte callByte(JNIEnv* env, jobject obj, jmethodID id)
-{
-    jbyte r = env->CallByteMethod(obj, id);
-    env->ExceptionCheck();
-    return r;
-}
-
+inline jint callInt(JNIEnv* env, jobject obj, jmethodID id) { return checked(env, env->CallIntMethod(obj, id)); }
+inline jshort callShort(JNIEnv* env, jobject obj, jmethodID id) { return checked(env, env->CallShortMethod(obj, id)); }
+inline jbyte callByte(JNIEnv* env, jobject obj, jmethodID id) { return checked(env, env->CallByteMethod(obj, id)); }
 inline jboolean callBool(JNIEnv* env, jobject obj, jmethodID id)
 {
-    jboolean r = env->CallBooleanMethod(obj, id);
-    env->ExceptionCheck();
-    return r;
+    return checked(env, env->CallBooleanMethod(obj, id));
 }
-
-inline jobject newObj(JNIEnv* env, jclass cls, jmethodID id)
-{
-    jobject r = env->NewObject(cls, id);
-    env->ExceptionCheck();
-    return r;
-}
+inline jobject newObj(JNIEnv* env, jclass cls, jmethodID id) { return checked(env, env->NewObject(cls, id)); }
 
 template <size_t N>
 bool resolve(JNIEnv* env, jclass cls, Id (&ids)[N])
