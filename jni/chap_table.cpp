@@ -93,12 +93,15 @@ constexpr marshal::Method kAddEntry =
 // most 100, whatever the length says), zeros after.
 size_t secretBytes(const CT* entry) { return std::min<size_t>(entry->ChapSecretLength, kSecretSize); }
 
-// The accessors are looked up on the model class, found by name each time;
-// an object of another class (or none) never receives them.
-jint chapEntryClass(JNIEnv* env, jobject obj, LocalRef<jclass>& cls)
+// The accessors are looked up on the model class, found by name (once per
+// native call: `cls` keeps it, with its identifiers, for the call's later
+// elements; while it cannot be found it is looked for again on each); an
+// object of another class (or none) never receives them.
+jint chapEntryClass(JNIEnv* env, jobject obj, marshal::ClassIds& cls)
 {
-    cls = modelClass(env, "CHAPTableEntry");
-    if (!cls) {
+    if (!cls.get())
+        cls.adopt(env, modelClass(env, "CHAPTableEntry"));
+    if (!cls.get()) {
         std::printf("Find Device class call failed!\n");
         return kStatusClassNotFound;
     }
@@ -123,7 +126,7 @@ jint secretToJava(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const CT* en
 
 // Stores the low byte of element i for i below the secret's length and 0 for
 // the rest. Elements the array lacks (or a null array) count as 0.
-jint secretFromJava(JNIEnv* env, jobject obj, jclass cls, CT* entry)
+jint secretFromJava(JNIEnv* env, jobject obj, marshal::ClassIds& cls, CT* entry)
 {
     LocalRef<jshortArray> array;
     DVH_TRY(marshal::call(env, array, obj, cls, kGetChapSecret));
@@ -155,27 +158,36 @@ jint fillEntry(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const CT* entry
 // The same on any object, after the class check.
 jint entryToJava(JNIEnv* env, jobject obj, const CT* entry, const uint32_t* flashIndex)
 {
-    LocalRef<jclass> cls;
+    marshal::ClassIds cls;
     DVH_TRY(chapEntryClass(env, obj, cls));
-    marshal::ClassIds ids(env, cls.get());
-    return fillEntry(env, obj, ids, entry, flashIndex);
+    return fillEntry(env, obj, cls, entry, flashIndex);
 }
 
-// getFlags, getLink, [getFlashIndex], getChapSecretLength, getChapSecret, getChapName.
-jint entryFromJava(JNIEnv* env, jobject obj, CT* entry, uint32_t* flashIndex)
+// getFlags, getLink, [getFlashIndex], getChapSecretLength, getChapSecret,
+// getChapName, through the call's identifiers of the model class.
+jint entryFromJava(JNIEnv* env, jobject obj, marshal::ClassIds& cls, CT* entry, uint32_t* flashIndex)
 {
-    LocalRef<jclass> cls;
     DVH_TRY(chapEntryClass(env, obj, cls));
-    DVH_TRY(marshal::fromJava(env, obj, cls.get(), entry, kFlagsLinkFromJava));
+    DVH_TRY(marshal::fromJava(env, obj, cls, entry, kFlagsLinkFromJava));
     entry->Link &= 0x00FF;
     if (flashIndex) {
         IndexByte index{0};
-        DVH_TRY(marshal::fromJava(env, obj, cls.get(), &index, kFlashIndexFromJava));
+        DVH_TRY(marshal::fromJava(env, obj, cls, &index, kFlashIndexFromJava));
         *flashIndex = index.value;
     }
-    DVH_TRY(marshal::fromJava(env, obj, cls.get(), entry, kSecretLengthFromJava));
-    DVH_TRY(secretFromJava(env, obj, cls.get(), entry));
-    return marshal::fromJava(env, obj, cls.get(), entry, kNameFromJava);
+    DVH_TRY(marshal::fromJava(env, obj, cls, entry, kSecretLengthFromJava));
+    DVH_TRY(secretFromJava(env, obj, cls, entry));
+    return marshal::fromJava(env, obj, cls, entry, kNameFromJava);
+}
+
+// The flash index alone (the entries setCHAPTableSparse deletes).
+jint entryIndexFromJava(JNIEnv* env, jobject obj, marshal::ClassIds& cls, uint32_t* index)
+{
+    DVH_TRY(chapEntryClass(env, obj, cls));
+    IndexByte value{0};
+    DVH_TRY(marshal::fromJava(env, obj, cls, &value, kDeletionIndexFromJava));
+    *index = value.value;
+    return kStatusOk;
 }
 
 }  // namespace
@@ -196,22 +208,20 @@ jint setiSCSICHAPEntrySparse(JNIEnv* env, jobject jEntry, const CHAPTABLE* table
 
 jint getiSCSICHAPEntry(JNIEnv* env, jobject jEntry, CHAPTABLE* entry)
 {
-    return entryFromJava(env, jEntry, entry, nullptr);
+    marshal::ClassIds cls;
+    return entryFromJava(env, jEntry, cls, entry, nullptr);
 }
 
 jint getiSCSICHAPEntrySparse(JNIEnv* env, jobject jEntry, CHAPTABLE* entry, uint32_t* index)
 {
-    return entryFromJava(env, jEntry, entry, index);
+    marshal::ClassIds cls;
+    return entryFromJava(env, jEntry, cls, entry, index);
 }
 
 jint getiSCSICHAPEntryIndex(JNIEnv* env, jobject jEntry, uint32_t* index)
 {
-    LocalRef<jclass> cls;
-    DVH_TRY(chapEntryClass(env, jEntry, cls));
-    IndexByte value{0};
-    DVH_TRY(marshal::fromJava(env, jEntry, cls.get(), &value, kDeletionIndexFromJava));
-    *index = value.value;
-    return kStatusOk;
+    marshal::ClassIds cls;
+    return entryIndexFromJava(env, jEntry, cls, index);
 }
 
 namespace {
@@ -339,11 +349,12 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setCHAPTableData
     // Slot 0 stays blank; element i goes to slot i + 1. The buffer is freed
     // on every way out.
     std::vector<CT> buffer(static_cast<size_t>(n) + 1);
+    marshal::ClassIds entries;
     for (jsize i = 0; i < n; ++i) {
         LocalRef<jobject> element = chapElement(env, jArray, i);
         if (!element)
             return elementStatus(env);
-        DVH_TRY(getiSCSICHAPEntry(env, element.get(), &buffer[static_cast<size_t>(i) + 1]));
+        DVH_TRY(entryFromJava(env, element.get(), entries, &buffer[static_cast<size_t>(i) + 1], nullptr));
     }
     uint32_t count = static_cast<uint32_t>(n) + 1;
     return static_cast<jint>(SDSetCHAPTable(handleAt(dev), buffer.data(), &count));
@@ -360,6 +371,8 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setCHAPTableSpar
     if (devOutOfRange(dev))
         return kStatusBadIndex;
     const SDMGT_HANDLE handle = handleAt(dev);
+    // Both arrays' elements are CHAPTableEntry objects: one class for the call.
+    marshal::ClassIds entries;
 
     // Deletions first; their statuses are not looked at.
     const jsize removed = jRemovedArray ? env->GetArrayLength(jRemovedArray) : 0;
@@ -369,7 +382,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setCHAPTableSpar
             if (!element)
                 return elementStatus(env);
             uint32_t index = 0;
-            DVH_TRY(getiSCSICHAPEntryIndex(env, element.get(), &index));
+            DVH_TRY(entryIndexFromJava(env, element.get(), entries, &index));
             CT blank{};
             SDSetCHAPTableEntry(handle, &blank, index);
         }
@@ -386,7 +399,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setCHAPTableSpar
         if (!element)
             return elementStatus(env);
         uint32_t index = 0;
-        DVH_TRY(getiSCSICHAPEntrySparse(env, element.get(), &entry, &index));
+        DVH_TRY(entryFromJava(env, element.get(), entries, &entry, &index));
         SDSetCHAPTableEntry(handle, &entry, index);
     }
     return kStatusOk;

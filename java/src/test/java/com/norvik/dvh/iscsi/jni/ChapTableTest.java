@@ -426,6 +426,34 @@ class ChapTableTest extends NativeTestBase {
     }
 
     @Test
+    void everyElementOfOneWriteIsCheckedSubclassesReadThroughTheirOverrides() {
+        loadTable(128);
+        CHAPTableEntry renamed = new CHAPTableEntry() {
+            @Override
+            public String getChapName() {
+                return "renamed";
+            }
+        };
+        renamed.setFlashIndex(8);
+        CHAPTableEntry plain = entry(9, "nine", "s9", 0, 0);
+        // Deletions and writes of one call, entries of both classes; the other class still refused.
+        String out = stdout(() -> status = api.setCHAPTableSparse(0,
+                new Object[] {plain, renamed, plain, "not an entry", plain}, new Object[] {renamed, plain}));
+        assertEquals(4099, status);
+        assertEquals("NULL javaCHAPEntryObject!\n", out);
+        List<SimCall> writes = calls("SDSetCHAPTableEntry");
+        assertEquals(List.of(8L, 9L, 9L, 8L, 9L), writes.stream().map(c -> c.arg("index")).toList());
+        assertArrayEquals(record(0, 0, 0, new byte[0], "renamed"), writes.get(3).record("entry"));
+        assertArrayEquals(record(0, 0, 2, ascii("s9"), "nine"), writes.get(4).record("entry"));
+
+        SimControl.clearCallLog();
+        assertEquals("NULL javaCHAPEntryObject!\n",
+                stdout(() -> status = api.setCHAPTableData(0, new Object[] {renamed, plain, new Object()})));
+        assertEquals(4099, status);
+        assertEquals(List.of(), calls("SDSetCHAPTable"));
+    }
+
+    @Test
     void instanceNumbersAbove31AreRefusedAndNegativeOnesUseHandleZero() {
         assertTrue(api.openDevice(0));
         SimControl.clearCallLog();
