@@ -227,25 +227,51 @@ jint setNodeInfo(JNIEnv* env, jobject jObj, const NODEINFOISCSI* node)
     return nodeInfoToJava(env, jObj, cls, addresses, node);
 }
 
-jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node)
+namespace {
+constexpr marshal::Method kIPAddressOfNode =
+    marshal::method("getIPAddress", kIPAddrGetterSig).message("GetMethodID  getIPAddr call failed!\n");
+
+// getNodeInfo through the call's identifiers of the NodeInfo class (`cls`
+// follows jObj) and of its address's class.
+jint nodeInfoFromJava(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, marshal::ClassIds& addressCls,
+                      NODEINFOISCSI* node)
 {
-    if (!javaNodeInfoObject) {
+    if (!jObj) {
         std::printf("NULL javaNodeInfoObject!3\n");
         return kStatusOk;
     }
-    jobject obj = javaNodeInfoObject;
-    LocalRef<jclass> cls = objectClass(env, obj);
-    jint status = marshal::fromJava(env, obj, cls.get(), node, kNodeNamesFromJava);
+    cls.follow(env, jObj);
+    jint status = marshal::fromJava(env, jObj, cls, node, kNodeNamesFromJava);
     if (status != kStatusOk)
         return thrownOnly(status);
     LocalRef<jobject> address;
-    status = getObjectField(env, obj, cls.get(), "getIPAddress", kIPAddrGetterSig, "GetMethodID  getIPAddr call failed!\n",
-                            "NULL javaIPObject!\n", address);
+    status = getObjectField(env, jObj, cls, kIPAddressOfNode, "NULL javaIPObject!\n", address);
     if (status != kStatusOk)
         return thrownOnly(status);
-    DVH_TRY(getIPAddr(env, address.get(), &node->IPAddr));
-    status = marshal::fromJava(env, obj, cls.get(), node, kNodePortalCountFromJava);
+    DVH_TRY(marshal::readIPAddr(env, address.get(), addressCls, node->IPAddr.IPAddress));
+    status = marshal::fromJava(env, jObj, cls, node, kNodePortalCountFromJava);
     return thrownOnly(status);
+}
+
+// getiSCSIDevEntry through the call's identifiers of the DevEntry class
+// (`cls` follows jObj).
+jint devEntryFromJava(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, ISCSIDEVICE* device)
+{
+    if (!jObj) {
+        std::printf("NULL jObj!\n");
+        return kStatusOk;
+    }
+    cls.follow(env, jObj);
+    jint status = marshal::fromJava(env, jObj, cls, device, kDevEntryFromJava);
+    return thrownOnly(status);
+}
+}  // namespace
+
+jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node)
+{
+    marshal::ClassIds cls;
+    marshal::ClassIds addressCls;
+    return nodeInfoFromJava(env, javaNodeInfoObject, cls, addressCls, node);
 }
 
 jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, const ISCSIDEVICE* device)
@@ -267,13 +293,8 @@ jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, const I
 
 jint getiSCSIDevEntry(JNIEnv* env, jobject jObj, ISCSIDEVICE* device)
 {
-    if (!jObj) {
-        std::printf("NULL jObj!\n");
-        return kStatusOk;
-    }
-    LocalRef<jclass> cls = objectClass(env, jObj);
-    jint status = marshal::fromJava(env, jObj, cls.get(), device, kDevEntryFromJava);
-    return thrownOnly(status);
+    marshal::ClassIds cls;
+    return devEntryFromJava(env, jObj, cls, device);
 }
 
 // ---------------------------------------------------------------------------
@@ -281,9 +302,33 @@ jint getiSCSIDevEntry(JNIEnv* env, jobject jObj, ISCSIDEVICE* device)
 // ---------------------------------------------------------------------------
 
 namespace {
+// The classes a native call that writes entries meets, each resolved once per
+// call: the entries' own, those of their NodeInfo (and its IPAddr) and
+// DevEntry parts, the adapter's and its BootInfo's. Each follows the object
+// at hand, so an object of another class gets its own identifiers.
+struct DDBWriteClasses {
+    marshal::ClassIds entry;
+    marshal::ClassIds node;
+    marshal::ClassIds address;
+    marshal::ClassIds device;
+    marshal::ClassIds hba;
+    marshal::ClassIds boot;
+};
+
+constexpr marshal::Method kTargetIDOfEntry = marshal::method("getTargetID", "()I");
+constexpr marshal::Method kNodeInfoToWrite =
+    marshal::method("getNodeInfo", kNodeInfoGetterSig).message("GetMethodID  getNodeInfo call failed!\n");
+constexpr marshal::Method kDeviceToWrite =
+    marshal::method("getDeviceEntry", kDevEntryGetterSig).message("GetMethodID  getDeviceEntry call failed!\n");
+constexpr marshal::Method kIsBootable = marshal::method("isBootableDevice", "()I");
+constexpr marshal::Method kBootInfoOfAdapter =
+    marshal::method("getBootInfo", "()Lcom/norvik/dvh/iscsi/model/BootInfo;", Msg::Wide);
+constexpr marshal::Method kBootEnabled =
+    marshal::method("getEnabled", "()Z").message("GetMethodID BootInfo.getEnabled() call failed!\n");
+
 // Whether setDDBData writes to flash only: the entry is a boot device and the
 // adapter's boot configuration is enabled.
-jint flashOnlyDecision(JNIEnv* env, jobject jHba, jint bootable, bool& flashOnly)
+jint flashOnlyDecision(JNIEnv* env, jobject jHba, DDBWriteClasses& classes, jint bootable, bool& flashOnly)
 {
     flashOnly = false;
     if (bootable == -1)
@@ -292,70 +337,46 @@ jint flashOnlyDecision(JNIEnv* env, jobject jHba, jint bootable, bool& flashOnly
         std::printf("NULL Java HBA Object!\n");
         return kStatusNullObject;
     }
-    LocalRef<jclass> hbaClass = objectClass(env, jHba);
-    if (!hbaClass) {
+    // One adapter object for the whole call: its class is taken once.
+    if (!classes.hba.get())
+        classes.hba.follow(env, jHba);
+    if (!classes.hba.get()) {
         std::printf("GetObjectClass  Java HBA call failed!\n");
         return kStatusLookupFailed;
     }
-    jmethodID getBootInfo = methodId(env, hbaClass.get(), "getBootInfo", "()Lcom/norvik/dvh/iscsi/model/BootInfo;");
-    if (!getBootInfo) {
-        std::printf("GetMethodID  getBootInfo call failed!\n");
-        return kStatusLookupFailed;
-    }
-    LocalRef<jobject> bootInfo(env, env->CallObjectMethod(jHba, getBootInfo));
-    if (thrown(env))
-        return kStatusJavaThrew;
+    LocalRef<jobject> bootInfo;
+    DVH_TRY(marshal::call(env, bootInfo, jHba, classes.hba, kBootInfoOfAdapter));
     // A null boot object is refused instead of being used.
     if (!bootInfo) {
         std::printf("NULL getBootInfo! \n");
         return kStatusNullObject;
     }
-    LocalRef<jclass> bootClass = objectClass(env, bootInfo.get());
-    jmethodID getEnabled = methodId(env, bootClass.get(), "getEnabled", "()Z");
-    if (!getEnabled) {
-        std::printf("GetMethodID BootInfo.getEnabled() call failed!\n");
-        return kStatusLookupFailed;
-    }
-    jboolean enabled = env->CallBooleanMethod(bootInfo.get(), getEnabled);
-    if (thrown(env))
-        return kStatusJavaThrew;
+    classes.boot.follow(env, bootInfo.get());
+    jboolean enabled = JNI_FALSE;
+    DVH_TRY(marshal::call(env, enabled, bootInfo.get(), classes.boot, kBootEnabled));
     flashOnly = enabled == JNI_TRUE;
     return kStatusOk;
 }
-}  // namespace
 
-jint setDDBDataShared(JNIEnv* env, jint dev, jobject jHba, jobject jDDB)
+// setDDBData on a non-null entry whose class classes.entry holds.
+jint writeEntry(JNIEnv* env, jint dev, jobject jHba, jobject jDDB, DDBWriteClasses& classes)
 {
-    if (devOutOfRange(dev))
-        return kStatusBadIndex;
     DEVICEENTRYISCSI entry{};
-    if (!jDDB) {
-        std::printf("NULL javaDDBObject!\n");
-        return kStatusNullObject;
-    }
-    LocalRef<jclass> cls = objectClass(env, jDDB);
+    marshal::ClassIds& cls = classes.entry;
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, jDDB, cls.get(), "getNodeInfo", kNodeInfoGetterSig, "GetMethodID  getNodeInfo call failed!\n",
-                           "NULL javaNodeInfoObject!6\n", nodeInfo));
-    DVH_TRY(getNodeInfo(env, nodeInfo.get(), &entry.EntryInfo));
-    DVH_TRY(marshal::fromJava(env, jDDB, cls.get(), &entry, kDDBFromJava));
+    DVH_TRY(getObjectField(env, jDDB, cls, kNodeInfoToWrite, "NULL javaNodeInfoObject!6\n", nodeInfo));
+    DVH_TRY(nodeInfoFromJava(env, nodeInfo.get(), classes.node, classes.address, &entry.EntryInfo));
+    DVH_TRY(marshal::fromJava(env, jDDB, cls, &entry, kDDBFromJava));
 
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, jDDB, cls.get(), "getDeviceEntry", kDevEntryGetterSig,
-                           "GetMethodID  getDeviceEntry call failed!\n", "NULL javaDevEntryObject!\n", devEntry));
-    DVH_TRY(getiSCSIDevEntry(env, devEntry.get(), &entry.DeviceInfo));
+    DVH_TRY(getObjectField(env, jDDB, cls, kDeviceToWrite, "NULL javaDevEntryObject!\n", devEntry));
+    DVH_TRY(devEntryFromJava(env, devEntry.get(), classes.device, &entry.DeviceInfo));
 
-    jmethodID isBootable = methodId(env, cls.get(), "isBootableDevice", "()I");
-    if (!isBootable) {
-        std::printf("GetMethodID isBootableDevice call failed!\n");
-        return kStatusLookupFailed;
-    }
-    jint bootable = env->CallIntMethod(jDDB, isBootable);
-    if (thrown(env))
-        return kStatusJavaThrew;
+    jint bootable = 0;
+    DVH_TRY(marshal::call(env, bootable, jDDB, cls, kIsBootable));
     bool flashOnly = false;
-    DVH_TRY(flashOnlyDecision(env, jHba, bootable, flashOnly));
+    DVH_TRY(flashOnlyDecision(env, jHba, classes, bootable, flashOnly));
 
     SDMGT_HANDLE handle = handleAt(dev);
     SD_STATUS status;
@@ -369,6 +390,20 @@ jint setDDBDataShared(JNIEnv* env, jint dev, jobject jHba, jobject jDDB)
             std::printf("SDSetDDBEntry call failed! 3, Errno = %#x\n", status);
     }
     return static_cast<jint>(status);
+}
+}  // namespace
+
+jint setDDBDataShared(JNIEnv* env, jint dev, jobject jHba, jobject jDDB)
+{
+    if (devOutOfRange(dev))
+        return kStatusBadIndex;
+    if (!jDDB) {
+        std::printf("NULL javaDDBObject!\n");
+        return kStatusNullObject;
+    }
+    DDBWriteClasses classes;
+    classes.entry.follow(env, jDDB);
+    return writeEntry(env, dev, jHba, jDDB, classes);
 }
 
 // ---------------------------------------------------------------------------
@@ -408,6 +443,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setDDBsData(JNIE
     }
     if (devOutOfRange(dev))
         return kStatusBadIndex;
+    DDBWriteClasses classes;
     for (jsize i = 0; i < length; ++i) {
         LocalRef<jobject> element(env, env->GetObjectArrayElement(jArray, i));
         if (thrown(env))
@@ -416,18 +452,13 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setDDBsData(JNIE
             std::printf("NULL javaDDBObject!\n");
             return kStatusNullObject;
         }
-        // Looked up on each element's own class, so an element of another
-        // class never receives a method of the first one.
-        LocalRef<jclass> cls = objectClass(env, element.get());
-        jmethodID getTargetID = methodId(env, cls.get(), "getTargetID", "()I");
-        if (!getTargetID) {
-            std::printf("GetMethodID getTargetID call failed!\n");
-            return kStatusLookupFailed;
-        }
-        env->CallIntMethod(element.get(), getTargetID);
-        if (thrown(env))
-            return kStatusJavaThrew;
-        setDDBDataShared(env, dev, jHba, element.get());
+        // Each element's own class, so an element of another class never
+        // receives a method of the first one.
+        classes.entry.follow(env, element.get());
+        jint targetId = 0;
+        DVH_TRY(marshal::call(env, targetId, element.get(), classes.entry, kTargetIDOfEntry));
+        // Each entry's own status is not looked at.
+        writeEntry(env, dev, jHba, element.get(), classes);
         if (thrown(env))
             return kStatusJavaThrew;
     }

@@ -614,12 +614,18 @@ jint newIPAddr(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& o
 
 jint readIPAddr(JNIEnv* env, jobject ipObj, uint8_t* bytes)
 {
+    ClassIds cls;
+    return readIPAddr(env, ipObj, cls, bytes);
+}
+
+jint readIPAddr(JNIEnv* env, jobject ipObj, ClassIds& cls, uint8_t* bytes)
+{
     if (!ipObj) {
         std::printf("NULL jIPObj!\n");
         return kStatusOk;
     }
-    LocalRef<jclass> cls = objectClass(env, ipObj);
-    jmethodID element = idOf(env, cls.get(), kGetAddressElement);
+    cls.follow(env, ipObj);
+    jmethodID element = cls.method(kGetAddressElement);
     if (!element) {
         std::printf("GetMethodID  getAddress call failed!\n");
         return kStatusOk;

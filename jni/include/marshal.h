@@ -560,6 +560,9 @@ jint newIPAddr(JNIEnv* env, const uint8_t* bytes, size_t n, LocalRef<jobject>& o
 // prints "NULL jIPObj!\n", a missing getAddressElement its text; both leave
 // the bytes and return 0.
 jint readIPAddr(JNIEnv* env, jobject ipObj, uint8_t* bytes);
+// The same within a native call that reads many addresses: `cls` follows
+// ipObj's class.
+jint readIPAddr(JNIEnv* env, jobject ipObj, ClassIds& cls, uint8_t* bytes);
 // The 9-byte big-integer array of `value` (reversed: big-endian).
 LocalRef<jbyteArray> bigIntBytes(JNIEnv* env, uint64_t value, bool reversed);
 

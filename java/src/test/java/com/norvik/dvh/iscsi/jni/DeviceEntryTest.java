@@ -20,7 +20,9 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
+import com.norvik.dvh.iscsi.model.DevEntry;
 import com.norvik.dvh.iscsi.model.HBA;
+import com.norvik.dvh.iscsi.model.NodeInfo;
 import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
@@ -268,6 +270,108 @@ class DeviceEntryTest extends NativeTestBase {
                 api.setDDBsData(40, hba, new DevDBEntry[] {null, sampleEntry(1)}))));
         assertEquals("", stdout(() -> assertEquals(ApiStatus.BAD_INDEX, api.setDDBsData(40, hba, entries(2)))));
         assertEquals(List.of(), SimControl.calls());
+    }
+
+    /**
+     * Not a DevDBEntry, but with the same getters, answering those of the entry it wraps; its
+     * node is of a NodeInfo class of its own.
+     */
+    public static class EntryLookAlike {
+        private final DevDBEntry e;
+        private final NodeInfo node;
+
+        EntryLookAlike(DevDBEntry e) {
+            this.e = e;
+            NodeInfo n = e.getNodeInfo();
+            node = new NodeInfo() {
+                @Override
+                public String getiSCSIName() {
+                    return n.getiSCSIName();
+                }
+            };
+            node.setAlias(n.getAlias());
+            node.setIPAddress(n.getIPAddress());
+            node.setPortalCount(n.getPortalCount());
+        }
+
+        public NodeInfo getNodeInfo() {
+            return node;
+        }
+
+        public int getState() {
+            return e.getState();
+        }
+
+        public int getTargetID() {
+            return e.getTargetID();
+        }
+
+        public byte getOptions() {
+            return e.getOptions();
+        }
+
+        public int getExeCount() {
+            return e.getExeCount();
+        }
+
+        public byte getControl() {
+            return e.getControl();
+        }
+
+        public int getTargetSessionID() {
+            return e.getTargetSessionID();
+        }
+
+        public int getTargetPortalGroupID() {
+            return e.getTargetPortalGroupID();
+        }
+
+        public int getReservedFlags() {
+            return e.getReservedFlags();
+        }
+
+        public short[] getInitiatorSessionID() {
+            return e.getInitiatorSessionID();
+        }
+
+        public int getMaxTxDataSegmentLen() {
+            return e.getMaxTxDataSegmentLen();
+        }
+
+        public int getDDBLink() {
+            return e.getDDBLink();
+        }
+
+        public int getChapIndex() {
+            return e.getChapIndex();
+        }
+
+        public DevEntry getDeviceEntry() {
+            return e.getDeviceEntry();
+        }
+
+        public int isBootableDevice() {
+            return e.isBootableDevice();
+        }
+    }
+
+    @Test
+    void elementsOfSeveralClassesInOneCallAreEachReadThroughTheirOwnClass() {
+        DevDBEntry[] samples = entries(7);
+        samples[3].setBootableDevice(0);
+        Object[] array = {samples[1], new EntryLookAlike(samples[2]), samples[3], new MissingAccessorTest.EntryNoChapIndex(),
+            new EntryLookAlike(samples[5]), new MissingAccessorTest.EntryNoChapIndex(), samples[6]};
+        String out = stdout(() -> status = api.setDDBsData(0, adapterWithBoot(true), array));
+        // A class lacking a getter fails on each of its elements; the others are written.
+        assertEquals(0, status);
+        assertEquals(List.of("GetMethodID getChapIndex call failed!", "GetMethodID getChapIndex call failed!"),
+                out.lines().filter(l -> !l.contains("from GUI")).toList());
+        assertEquals(List.of(3L), written(SET_FLASH));
+        assertEquals(List.of(1L, 2L, 5L, 6L), written(SET));
+        List<SimCall> sets = calls(SET);
+        for (int i = 0; i < sets.size(); i++) {
+            assertArrayEquals(expectedEntryRecord(samples[new int[] {1, 2, 5, 6}[i]]), sets.get(i).record("entry"));
+        }
     }
 
     @Test
