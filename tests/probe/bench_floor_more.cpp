@@ -6,6 +6,7 @@
 // the method must send to the library.
 #include <jni.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -362,6 +363,136 @@ void policyFromJava(JNIEnv* env, jobject p, SECURITYPOLICY& r)
     key(env, p, m[28].id, m[29].id, r.PreSharedKeyLen, r.PreSharedKey);
 }
 
+// --- Counters ------------------------------------------------------------------
+
+// A counter setter and where its value lies in the record.
+struct Counter {
+    const char* name;
+    size_t offset;
+    jmethodID id = nullptr;
+};
+
+template <size_t N>
+bool resolveCounters(JNIEnv* env, jobject obj, Counter (&counters)[N], const char* sig)
+{
+    if (counters[0].id)
+        return true;
+    jclass cls = env->GetObjectClass(obj);
+    bool ok = true;
+    for (Counter& c : counters) {
+        c.id = env->GetMethodID(cls, c.name, sig);
+        if (!c.id) {
+            env->ExceptionClear();
+            std::fprintf(stderr, "floor: no %s%s\n", c.name, sig);
+            ok = false;
+            break;
+        }
+    }
+    env->DeleteLocalRef(cls);
+    return ok;
+}
+
+// A 64-bit counter as the 9-byte array of a non-negative big integer
+// (element 0 zero, then the value's bytes as they lie in memory or reversed),
+// handed to its setter (with its index when `index` is not negative).
+void bigInt(JNIEnv* env, jobject obj, jmethodID id, uint64_t value, bool reversed, jint index = -1)
+{
+    jbyte bytes[9] = {};
+    uint8_t source[8];
+    std::memcpy(source, &value, 8);
+    for (int i = 0; i < 8; ++i)
+        bytes[1 + i] = static_cast<jbyte>(reversed ? source[7 - i] : source[i]);
+    jbyteArray a = env->NewByteArray(9);
+    env->SetByteArrayRegion(a, 0, 9, bytes);
+    if (index < 0)
+        callV(env, obj, id, a);
+    else
+        callV(env, obj, id, a, index);
+    env->DeleteLocalRef(a);
+}
+
+Counter gPortCounters[] = {
+    {"setMACTxFramesCount", offsetof(HBAPORTSTATISCSI, MACTxFramesCount)},
+    {"setMACTxBytesCount", offsetof(HBAPORTSTATISCSI, MACTxBytesCount)},
+    {"setMACRxFramesCount", offsetof(HBAPORTSTATISCSI, MACRxFramesCount)},
+    {"setMACRxBytesCount", offsetof(HBAPORTSTATISCSI, MACRxBytesCount)},
+    {"setMACCRCErrorCount", offsetof(HBAPORTSTATISCSI, MACCRCErrorCount)},
+    {"setIPTxPacketsCount", offsetof(HBAPORTSTATISCSI, IPTxPacketsCount)},
+    {"setIPTxBytesCount", offsetof(HBAPORTSTATISCSI, IPTxBytesCount)},
+    {"setIPTxFragmentsCount", offsetof(HBAPORTSTATISCSI, IPTxFragmentsCount)},
+    {"setIPRxPacketsCount", offsetof(HBAPORTSTATISCSI, IPRxPacketsCount)},
+    {"setIPRxBytesCount", offsetof(HBAPORTSTATISCSI, IPRxBytesCount)},
+    {"setIPRxFragmentsCount", offsetof(HBAPORTSTATISCSI, IPRxFragmentsCount)},
+    {"setIPDatagramReassemblyCount", offsetof(HBAPORTSTATISCSI, IPDatagramReassemblyCount)},
+    {"setIPRxPacketErrorCount", offsetof(HBAPORTSTATISCSI, IPRxPacketErrorCount)},
+    {"setIPReassemblyErrorCount", offsetof(HBAPORTSTATISCSI, IPReassemblyErrorCount)},
+    {"setTCPTxSegmentsCount", offsetof(HBAPORTSTATISCSI, TCPTxSegmentsCount)},
+    {"setTCPTxBytesCount", offsetof(HBAPORTSTATISCSI, TCPTxBytesCount)},
+    {"setTCPRxSegmentsCount", offsetof(HBAPORTSTATISCSI, TCPRxSegmentsCount)},
+    {"setTCPRxBytesCount", offsetof(HBAPORTSTATISCSI, TCPRxBytesCount)},
+    {"setTCPTimerExpiredCount", offsetof(HBAPORTSTATISCSI, TCPTimerExpiredCount)},
+    {"setTCPRxACKCount", offsetof(HBAPORTSTATISCSI, TCPRxACKCount)},
+    {"setTCPTxACKCount", offsetof(HBAPORTSTATISCSI, TCPTxACKCount)},
+    {"setTCPRxErrorSegmentCount", offsetof(HBAPORTSTATISCSI, TCPRxErrorSegmentCount)},
+    {"setTCPWindowProbeUpdateCount", offsetof(HBAPORTSTATISCSI, TCPWindowProbeUpdateCount)},
+    {"setiSCSITxPDUCount", offsetof(HBAPORTSTATISCSI, iSCSITxPDUCount)},
+    {"setiSCSITxBytesCount", offsetof(HBAPORTSTATISCSI, iSCSITxBytesCount)},
+    {"setiSCSIRxPDUCount", offsetof(HBAPORTSTATISCSI, iSCSIRxPDUCount)},
+    {"setiSCSIRxBytesCount", offsetof(HBAPORTSTATISCSI, iSCSIRxBytesCount)},
+    {"setiSCSICompleteIOsCount", offsetof(HBAPORTSTATISCSI, iSCSICompleteIOsCount)},
+    {"setiSCSIFormatErrorCount", offsetof(HBAPORTSTATISCSI, iSCSIFormatErrorCount)},
+    {"setiSCSIHeaderDigestCount", offsetof(HBAPORTSTATISCSI, iSCSIHeaderDigestCount)},
+    {"setiSCSIDataDigestErrorCount", offsetof(HBAPORTSTATISCSI, iSCSIDataDigestErrorCount)},
+    {"setiSCSISeqErrorCount", offsetof(HBAPORTSTATISCSI, iSCSISeqErrorCount)},
+};
+Counter gSecurityCounters[] = {
+    {"setTotalOutIPsecPkts", offsetof(HBASECURITYSTATS, TotalOutIPsecPkts)},
+    {"setTotalInIPsecPkts", offsetof(HBASECURITYSTATS, TotalInIPsecPkts)},
+    {"setOutDiscardIPsecPkts", offsetof(HBASECURITYSTATS, OutDiscardIPsecPkts)},
+    {"setInDiscardIPsecPkts", offsetof(HBASECURITYSTATS, InDiscardIPsecPkts)},
+    {"setOutBypassIPsecPkts", offsetof(HBASECURITYSTATS, OutBypassIPsecPkts)},
+    {"setInBypassIPsecPkts", offsetof(HBASECURITYSTATS, InBypassIPsecPkts)},
+    {"setTotalCreatedIPsecSAs", offsetof(HBASECURITYSTATS, TotalCreatedIPsecSAs)},
+    {"setTotalMatchIPsecSAs", offsetof(HBASECURITYSTATS, TotalMatchIPsecSAs)},
+    {"setTotalMisMatchIPsecSAs", offsetof(HBASECURITYSTATS, TotalMisMatchIPsecSAs)},
+    {"setTotalIPsecSABundles", offsetof(HBASECURITYSTATS, TotalIPsecSABundles)},
+    {"setOutEncryptFailIPsecCount", offsetof(HBASECURITYSTATS, OutEncryptFailIPsecCount)},
+    {"setOutAuthFailIPsecCount", offsetof(HBASECURITYSTATS, OutAuthFailIPsecCount)},
+    {"setInUnknownProtocolIPsec", offsetof(HBASECURITYSTATS, InUnknownProtocolIPsec)},
+    {"setInUnknownAlgorithmIPsec", offsetof(HBASECURITYSTATS, InUnknownAlgorithmIPsec)},
+    {"setCurrentInESPSAs", offsetof(HBASECURITYSTATS, CurrentInESPSAs)},
+    {"setCurrentOutESPSAs", offsetof(HBASECURITYSTATS, CurrentOutESPSAs)},
+    {"setTotalInESPSAs", offsetof(HBASECURITYSTATS, TotalInESPSAs)},
+    {"setTotalOutESPSAs", offsetof(HBASECURITYSTATS, TotalOutESPSAs)},
+    {"setCurrentIKESAs", offsetof(HBASECURITYSTATS, CurrentIKESAs)},
+    {"setCurrentInitIKESAs", offsetof(HBASECURITYSTATS, CurrentInitIKESAs)},
+    {"setCurrentRespIKESAs", offsetof(HBASECURITYSTATS, CurrentRespIKESAs)},
+    {"setTotalInitIKESAs", offsetof(HBASECURITYSTATS, TotalInitIKESAs)},
+    {"setTotalRespIKESAs", offsetof(HBASECURITYSTATS, TotalRespIKESAs)},
+    {"setTotalAttemptedRespIKESAs", offsetof(HBASECURITYSTATS, TotalAttemptedRespIKESAs)},
+    {"setTotalAttemptedIKESAs", offsetof(HBASECURITYSTATS, TotalAttemptedIKESAs)},
+    {"setTotalAttemptedInitIKESAs", offsetof(HBASECURITYSTATS, TotalAttemptedInitIKESAs)},
+    {"setTotalInIKEPkts", offsetof(HBASECURITYSTATS, TotalInIKEPkts)},
+    {"setTotalOutIKEPkts", offsetof(HBASECURITYSTATS, TotalOutIKEPkts)},
+    {"setTotalInIKEBytes", offsetof(HBASECURITYSTATS, TotalInIKEBytes)},
+    {"setTotalOutIKEBytes", offsetof(HBASECURITYSTATS, TotalOutIKEBytes)},
+    {"setIPsecDecryptionErrors", offsetof(HBASECURITYSTATS, IPsecDecryptionErrors)},
+    {"setIPsecAuthErrors", offsetof(HBASECURITYSTATS, IPsecAuthErrors)},
+    {"setIPsecReplayErrors", offsetof(HBASECURITYSTATS, IPsecReplayErrors)},
+    {"setIPsecPolicyErrors", offsetof(HBASECURITYSTATS, IPsecPolicyErrors)},
+    {"setIPsecOtherRxErrors", offsetof(HBASECURITYSTATS, IPsecOtherRxErrors)},
+    {"setIPsecTxErrors", offsetof(HBASECURITYSTATS, IPsecTxErrors)},
+    {"setIPsecUknownSPIErrors", offsetof(HBASECURITYSTATS, IPsecUknownSPIErrors)},
+    {"setTotalNoIKEResponses", offsetof(HBASECURITYSTATS, TotalNoIKEResponses)},
+    {"setTotalIKEResponseErrors", offsetof(HBASECURITYSTATS, TotalIKEResponseErrors)},
+    {"setTotalInvalidIKECookies", offsetof(HBASECURITYSTATS, TotalInvalidIKECookies)},
+};
+Id gStatByIndex[] = {{"setStatByIndex", "([BI)V"}};
+Id gSecurityHba[] = {
+    {"getSecurityStats", "()Lcom/norvik/dvh/iscsi/model/SecurityStats;"},
+    {"getNumberOfSecurityPolicyEntries", "()I"},
+};
+
 }  // namespace
 
 extern "C" {
@@ -516,6 +647,69 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_setFWData(JNIEn
     std::printf("HBA level TCP max window size from GUI=%u (0x%x)\n", window, window);
     SDSetTCPMaxWindowSize(h, window);
     return 0;
+}
+
+// getiSCSIStatistics' floor: the counters read, each handed over as a big
+// integer.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_statistics(JNIEnv* env, jclass, jint handle,
+                                                                            jobject stats)
+{
+    if (!resolveCounters(env, stats, gPortCounters, "([B)V"))
+        return -1;
+    classOf(env, stats);
+    HBAPORTSTATISCSI r{};
+    SDGetStatisticsiSCSI(static_cast<SDMGT_HANDLE>(handle), &r);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&r);
+    for (const Counter& c : gPortCounters) {
+        uint64_t v;
+        std::memcpy(&v, bytes + c.offset, sizeof v);
+        bigInt(env, stats, c.id, v, false);
+    }
+    return 0;
+}
+
+// getiSCSIStatistics6124's floor: the 68 counters through one setter.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_statistics6124(JNIEnv* env, jclass, jint handle,
+                                                                                jobject stats)
+{
+    if (!resolveOn(env, stats, gStatByIndex))
+        return -1;
+    classOf(env, stats);
+    HBAPORTSTATISCSIEXTEND r{};
+    SDGetStatisticsiSCSIExtend(static_cast<SDMGT_HANDLE>(handle), &r);
+    for (jint i = 0; i < static_cast<jint>(sizeof r.Counters / sizeof r.Counters[0]); ++i)
+        bigInt(env, stats, gStatByIndex[0].id, r.Counters[i], false, i);
+    return 0;
+}
+
+// getiSCSISecurityStatistics' floor on an adapter object without policies:
+// the forty counters onto its SecurityStats (big-endian), the IKE SAs read,
+// the policies counted.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_securityStatistics(JNIEnv* env, jclass, jint handle,
+                                                                                    jobject hba)
+{
+    if (!resolveOn(env, hba, gSecurityHba))
+        return -1;
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    classOf(env, hba);
+    jobject stats = callObj(env, hba, gSecurityHba[0].id);
+    if (!resolveCounters(env, stats, gSecurityCounters, "([B)V"))
+        return -1;
+    classOf(env, stats);
+    HBASECURITYSTATS r{};
+    SDGetSecurityStatsGen(h, &r);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&r);
+    for (const Counter& c : gSecurityCounters) {
+        uint32_t v;
+        std::memcpy(&v, bytes + c.offset, sizeof v);
+        bigInt(env, stats, c.id, v, true);
+    }
+    env->DeleteLocalRef(stats);
+    static IKESA ikeSAs[200];
+    std::memset(ikeSAs, 0, sizeof ikeSAs);
+    uint32_t count = 0;
+    SDGetAllIKESAStatsDetails(h, ikeSAs, &count);
+    return callInt(env, hba, gSecurityHba[1].id) == 0 ? 0 : -1;
 }
 
 }  // extern "C"

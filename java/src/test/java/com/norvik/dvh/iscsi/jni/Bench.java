@@ -376,6 +376,12 @@ public final class Bench {
                 h -> api.getSecurityPoliciesTable(0, h), h -> BenchFloors.securityPolicies(HANDLE_0, h)));
         FLOORS.put("setSecurityPolicies", new Floor("setSecurityPolicies (64 x 16)",
                 () -> BenchFloors.setSecurityPolicies(HANDLE_0, policyArray)));
+        FLOORS.put("getiSCSIStatistics", Floor.filling("getiSCSIStatistics", PortStatistics::new,
+                st -> api.getiSCSIStatistics(0, st), st -> BenchFloors.statistics(HANDLE_0, st)));
+        FLOORS.put("getiSCSIStatistics6124", Floor.filling("getiSCSIStatistics6124", ExtendedPortStatistics::new,
+                st -> api.getiSCSIStatistics6124(0, st), st -> BenchFloors.statistics6124(HANDLE_0, st)));
+        FLOORS.put("getiSCSISecurityStatistics", Floor.filling("getiSCSISecurityStatistics", HBA::new,
+                h -> api.getiSCSISecurityStatistics(0, h), h -> BenchFloors.securityStatistics(HANDLE_0, h)));
         return m;
     }
 
@@ -610,9 +616,12 @@ public final class Bench {
                 f.floorOn().applyAsInt(b);
                 String ja = fieldsOf(a);
                 String jb = fieldsOf(b);
-                OUT.printf("%-30s objects filled %s (%d bytes of fields)%n", "", ja.equals(jb) ? "same" : "DIFFER",
-                        ja.length());
-                if (!ja.equals(jb)) {
+                // The simulator's counters move between two reads: the same object but for the
+                // values of numbers then.
+                boolean shape = ja.replaceAll("\\d+", "0").equals(jb.replaceAll("\\d+", "0"));
+                OUT.printf("%-30s objects filled %s (%d bytes of fields)%n", "", ja.equals(jb) ? "same"
+                        : shape ? "same but for numbers (moving counters?)" : "DIFFER", ja.length());
+                if (!shape) {
                     OUT.printf("  method: %s%n  floor:  %s%n", ja, jb);
                 }
             }

@@ -27,6 +27,12 @@ final class BenchFloors {
 
     static native int setSecurityPolicies(int handle, Object[] policies);
 
+    static native int statistics(int handle, Object stats);
+
+    static native int statistics6124(int handle, Object stats);
+
+    static native int securityStatistics(int handle, Object hba);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }
