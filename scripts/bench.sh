@@ -7,6 +7,8 @@
 #   scripts/bench.sh --long    every method 100,000 times in the memory check, the
 #       slow ones included (half an hour or more)
 #   scripts/bench.sh --floors  only the methods that have a floor, against it
+#   scripts/bench.sh --check   each floor and its method called once: the same library
+#       calls, lines and filled objects?
 #   any of these with --wall: wall-clock times instead of the calling thread's
 #       CPU time
 #   scripts/bench.sh --memory-each   anonymous resident memory over up to 20,000 calls

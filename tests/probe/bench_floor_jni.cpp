@@ -206,13 +206,6 @@ Id gIsnsTarget[] = {
 };
 jclass gIsnsClass;
 
-// getCHAPTableData's objects.
-Id gChapHba[] = {{"addCHAPTableEntry", "(Lcom/norvik/dvh/iscsi/model/CHAPTableEntry;)V"}};
-Id gChapEntry[] = {
-    {"<init>", "()V"}, {"setFlags", "(I)V"}, {"setLink", "(I)V"}, {"setChapSecret", "([SI)V"}, {"setChapName", kStr},
-};
-jclass gChapClass;
-
 }  // namespace
 
 extern "C" {
@@ -352,40 +345,6 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_isnsTargets(JNI
         callV(env, obj, gIsnsTarget[4].id, a, static_cast<jint>(t.targetPortal[0].ipAddr.Type));
         env->DeleteLocalRef(a);
         callV(env, hba, gIsnsHba[1].id, obj);
-        env->DeleteLocalRef(obj);
-    }
-    return 0;
-}
-
-// getCHAPTableData's floor: the count and the table read, each entry made,
-// filled (the secret as a short[100] with its length) and added.
-JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_chapTable(JNIEnv* env, jclass, jint handle,
-                                                                           jobject hba)
-{
-    if (!resolveOn(env, hba, gChapHba) ||
-        !resolveModel(env, gChapClass, "com/norvik/dvh/iscsi/model/CHAPTableEntry", gChapEntry))
-        return -1;
-    static CHAPTABLE table[128];
-    auto h = static_cast<SDMGT_HANDLE>(handle);
-    uint32_t count = 0;
-    SDGetCHAPEntryNum(h, &count);
-    if (count > 128)
-        count = 128;
-    SDGetCHAPTable(h, table, &count);
-    jclass hc = env->GetObjectClass(hba);
-    env->DeleteLocalRef(hc);
-    for (uint32_t i = 0; i < count && i < 128; ++i) {
-        const CHAPTABLE& e = table[i];
-        jobject obj = newObj(env, gChapClass, gChapEntry[0].id);
-        callV(env, obj, gChapEntry[1].id, static_cast<jint>(e.Flags));
-        callV(env, obj, gChapEntry[2].id, static_cast<jint>(e.Link));
-        uint8_t secret[100] = {};
-        std::memcpy(secret, e.ChapSecret, e.ChapSecretLength < 100 ? e.ChapSecretLength : 100);
-        jshortArray a = shorts(env, secret, 100);
-        callV(env, obj, gChapEntry[3].id, a, static_cast<jint>(e.ChapSecretLength));
-        env->DeleteLocalRef(a);
-        callText(env, obj, gChapEntry[4].id, e.ChapName, sizeof e.ChapName);
-        callV(env, hba, gChapHba[0].id, obj);
         env->DeleteLocalRef(obj);
     }
     return 0;

@@ -493,6 +493,73 @@ Id gSecurityHba[] = {
     {"getNumberOfSecurityPolicyEntries", "()I"},
 };
 
+// --- The CHAP table -------------------------------------------------------------
+
+Id gChapHba[] = {{"addCHAPTableEntry", "(Lcom/norvik/dvh/iscsi/model/CHAPTableEntry;)V"}};
+Id gChapWrite[] = {
+    {"<init>", "()V"}, {"setFlags", "(I)V"}, {"setLink", "(I)V"}, {"setFlashIndex", "(I)V"},
+    {"setChapSecret", "([SI)V"}, {"setChapName", kStr},
+};
+jclass gChapClass;
+Id gChapRead[] = {
+    {"getFlags", "()I"}, {"getLink", "()I"}, {"getChapSecretLength", "()I"}, {"getChapSecret", "()[S"},
+    {"getChapName", kGetStr},
+};
+
+bool prepareChap(JNIEnv* env, jobject hba)
+{
+    return resolveOn(env, hba, gChapHba) &&
+           resolveModel(env, gChapClass, "com/norvik/dvh/iscsi/model/CHAPTableEntry", gChapWrite);
+}
+
+// Entries 0 .. count-1 made, filled (the secret as a short[100] with its
+// length; the sparse form with the flash index, skipping the free slots
+// after slot 0) and added.
+void chapEntries(JNIEnv* env, jobject hba, const CHAPTABLE* table, uint32_t count, bool sparse)
+{
+    classOf(env, hba);
+    const Id* m = gChapWrite;
+    for (uint32_t i = 0; i < count && i < 128; ++i) {
+        const CHAPTABLE& e = table[i];
+        if (sparse && i != 0 && e.ChapName[0] == 0)
+            continue;
+        jobject obj = newObj(env, gChapClass, m[0].id);
+        callV(env, obj, m[1].id, static_cast<jint>(e.Flags));
+        callV(env, obj, m[2].id, static_cast<jint>(e.Link));
+        if (sparse)
+            callV(env, obj, m[3].id, static_cast<jint>(i));
+        uint8_t secret[100] = {};
+        std::memcpy(secret, e.ChapSecret, e.ChapSecretLength < 100 ? e.ChapSecretLength : 100);
+        jshortArray a = shorts(env, secret, 100);
+        callV(env, obj, m[4].id, a, static_cast<jint>(e.ChapSecretLength));
+        env->DeleteLocalRef(a);
+        callText(env, obj, m[5].id, e.ChapName, sizeof e.ChapName);
+        callV(env, hba, gChapHba[0].id, obj);
+        env->DeleteLocalRef(obj);
+    }
+}
+
+void chapFromJava(JNIEnv* env, jobject obj, CHAPTABLE& e)
+{
+    classOf(env, obj);
+    const Id* m = gChapRead;
+    put(e.Flags, static_cast<uint32_t>(callInt(env, obj, m[0].id)));
+    putLow(e.Link, callInt(env, obj, m[1].id));
+    put(e.ChapSecretLength, static_cast<uint32_t>(callInt(env, obj, m[2].id)));
+    size_t wanted = e.ChapSecretLength < 100 ? e.ChapSecretLength : 100;
+    jshort v[100] = {};
+    auto a = static_cast<jshortArray>(callObj(env, obj, m[3].id));
+    if (a) {
+        jsize length = env->GetArrayLength(a);
+        size_t n = wanted < static_cast<size_t>(length) ? wanted : static_cast<size_t>(length);
+        env->GetShortArrayRegion(a, 0, static_cast<jsize>(n), v);
+        env->DeleteLocalRef(a);
+    }
+    for (size_t i = 0; i < 100; ++i)
+        e.ChapSecret[i] = i < wanted ? static_cast<uint8_t>(v[i]) : 0;
+    getText(env, obj, m[4].id, e.ChapName, sizeof e.ChapName);
+}
+
 }  // namespace
 
 extern "C" {
@@ -710,6 +777,66 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_securityStatist
     uint32_t count = 0;
     SDGetAllIKESAStatsDetails(h, ikeSAs, &count);
     return callInt(env, hba, gSecurityHba[1].id) == 0 ? 0 : -1;
+}
+
+// getCHAPTableData's floor: the count and the table read, each entry made,
+// filled and added.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_chapTable(JNIEnv* env, jclass, jint handle,
+                                                                           jobject hba)
+{
+    if (!prepareChap(env, hba))
+        return -1;
+    static CHAPTABLE table[128];
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    uint32_t count = 0;
+    SDGetCHAPEntryNum(h, &count);
+    if (count > 128)
+        count = 128;
+    SDGetCHAPTable(h, table, &count);
+    chapEntries(env, hba, table, count, false);
+    return 0;
+}
+
+// getCHAPTableSparse's floor: the table read with its flash indexes, each
+// slot in use made, filled and added.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_chapTableSparse(JNIEnv* env, jclass, jint handle,
+                                                                                 jobject hba)
+{
+    if (!prepareChap(env, hba))
+        return -1;
+    static CHAPTABLE table[128];
+    std::memset(table, 0, sizeof table);
+    uint32_t count = 128;
+    SDGetCHAPTableMod(static_cast<SDMGT_HANDLE>(handle), table, &count);
+    chapEntries(env, hba, table, count, true);
+    return 0;
+}
+
+// setCHAPTableData's floor: every element read into slots 1.., the table
+// written with slot 0 blank.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_setCHAPTable(JNIEnv* env, jclass, jint handle,
+                                                                              jobjectArray entries)
+{
+    jsize n = env->GetArrayLength(entries);
+    if (n == 0 || n > 127)
+        return -1;
+    if (!gChapRead[0].id) {
+        jobject first = env->GetObjectArrayElement(entries, 0);
+        bool ok = resolveOn(env, first, gChapRead);
+        env->DeleteLocalRef(first);
+        if (!ok)
+            return -1;
+    }
+    static CHAPTABLE table[128];
+    std::memset(table, 0, sizeof table);
+    for (jsize i = 0; i < n; ++i) {
+        jobject e = env->GetObjectArrayElement(entries, i);
+        chapFromJava(env, e, table[i + 1]);
+        env->DeleteLocalRef(e);
+    }
+    uint32_t count = static_cast<uint32_t>(n) + 1;
+    SDSetCHAPTable(static_cast<SDMGT_HANDLE>(handle), table, &count);
+    return 0;
 }
 
 }  // extern "C"

@@ -33,6 +33,10 @@ final class BenchFloors {
 
     static native int securityStatistics(int handle, Object hba);
 
+    static native int chapTableSparse(int handle, Object hba);
+
+    static native int setCHAPTable(int handle, Object[] entries);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }
