@@ -560,6 +560,21 @@ void chapFromJava(JNIEnv* env, jobject obj, CHAPTABLE& e)
     getText(env, obj, m[4].id, e.ChapName, sizeof e.ChapName);
 }
 
+// --- Adapter node, chip, iSNS configuration, boot settings ------------------
+
+Id gNodeWrite[] = {{"setiSCSIName", kStr}, {"setAlias", kStr}, {"setIPAddress", kIP}, {"setPortalCount", "(I)V"}};
+Id gChipWrite[] = {{"setBoardModel", kStr}, {"setChipVersion", "(I)V"}};
+Id gIsnsConfigWrite[] = {
+    {"setEnableiSNSDiscoveryFlag", "(I)V"}, {"setAutomaticDiscoveryFlag", "(I)V"}, {"setServerIPAddress", "([SI)V"},
+    {"setServerHostname", kStr},
+};
+Id gBootWrite[] = {
+    {"setBootCodeFlags", "(I)V"}, {"setBootCodeValid", "(I)V"}, {"setPri_valid", "(Z)V"}, {"setSec_valid", "(Z)V"},
+    {"setPri_Tgt", "(B)V"}, {"setSec_Tgt", "(B)V"}, {"setPri_Lun", "(J)V"}, {"setSec_Lun", "(J)V"},
+    {"setMajorVersion", "(I)V"}, {"setMinorVersion", "(I)V"}, {"is6110", "()Z"}, {"setVendorID", kStr},
+    {"setAltClientID", kStr},
+};
+
 }  // namespace
 
 extern "C" {
@@ -836,6 +851,96 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_setCHAPTable(JN
     }
     uint32_t count = static_cast<uint32_t>(n) + 1;
     SDSetCHAPTable(static_cast<SDMGT_HANDLE>(handle), table, &count);
+    return 0;
+}
+
+// getiSCSIAdapterInfo's floor: the adapter's node read onto a NodeInfo.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_adapterInfo(JNIEnv* env, jclass, jint handle,
+                                                                             jobject info)
+{
+    if (!resolveOn(env, info, gNodeWrite) ||
+        !resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake))
+        return -1;
+    HBAISCSINODE node{};
+    SDGetHbaDeviceNodePropertyiSCSI(static_cast<SDMGT_HANDLE>(handle), &node);
+    const NODEINFOISCSI& n = node.NodeInfoISCSI;
+    classOf(env, info);
+    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
+    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
+    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
+    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
+    return 0;
+}
+
+// getChipInfo's floor.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_chipInfo(JNIEnv* env, jclass, jint handle,
+                                                                          jobject info)
+{
+    if (!resolveOn(env, info, gChipWrite))
+        return -1;
+    CHIPINFO chip{};
+    SDGetHbaDeviceChipPropertyiSCSI(static_cast<SDMGT_HANDLE>(handle), &chip);
+    classOf(env, info);
+    callText(env, info, gChipWrite[0].id, chip.BoardType, sizeof chip.BoardType);
+    callV(env, info, gChipWrite[1].id, static_cast<jint>(chip.ChipVersion));
+    return 0;
+}
+
+// getiSNSDiscoveryConfig's floor: the flags, the server's address (as
+// short[16] and its type) and the blank host name.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_isnsConfig(JNIEnv* env, jclass, jint handle,
+                                                                            jobject cfg)
+{
+    if (!resolveOn(env, cfg, gIsnsConfigWrite))
+        return -1;
+    SDM_ISNS_CONFIG c{};
+    SDGet_iSNSDiscoveryConfig(static_cast<SDMGT_HANDLE>(handle), &c);
+    classOf(env, cfg);
+    callV(env, cfg, gIsnsConfigWrite[0].id, static_cast<jint>(c.performiSNSDiscovery));
+    callV(env, cfg, gIsnsConfigWrite[1].id, static_cast<jint>(c.AutomaticiSNSDiscovery));
+    jshortArray a = shorts(env, c.ipAddr.IPAddress, 16);
+    callV(env, cfg, gIsnsConfigWrite[2].id, a, static_cast<jint>(c.ipAddr.Type));
+    env->DeleteLocalRef(a);
+    jstring blank = env->NewStringUTF(" ");
+    callV(env, cfg, gIsnsConfigWrite[3].id, blank);
+    env->DeleteLocalRef(blank);
+    return 0;
+}
+
+// getBootInfo's floor: the boot code's settings (target ids with the valid
+// bit flipped), the chip question and its line, then the DHCP texts unless
+// the chip has none.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_bootInfo(JNIEnv* env, jclass, jint handle,
+                                                                          jobject boot)
+{
+    if (!resolveOn(env, boot, gBootWrite))
+        return -1;
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    SDMBOOTCODE b{};
+    SDGetBootcodeInfo(h, &b);
+    classOf(env, boot);
+    const Id* m = gBootWrite;
+    callV(env, boot, m[0].id, static_cast<jint>(b.Flags));
+    callV(env, boot, m[1].id, static_cast<jint>(b.BootcodeValid));
+    callV(env, boot, m[2].id, static_cast<jboolean>((b.PriID & 0x80) != 0));
+    callV(env, boot, m[3].id, static_cast<jboolean>((b.SecID & 0x80) != 0));
+    callV(env, boot, m[4].id, static_cast<jbyte>(b.PriID ^ 0x80));
+    callV(env, boot, m[5].id, static_cast<jbyte>(b.SecID ^ 0x80));
+    callV(env, boot, m[6].id, static_cast<jlong>(b.PriLUN));
+    callV(env, boot, m[7].id, static_cast<jlong>(b.SecLUN));
+    callV(env, boot, m[8].id, static_cast<jint>(b.MajorVer));
+    callV(env, boot, m[9].id, static_cast<jint>(b.MinorVer));
+    int is6110 = callBool(env, boot, m[10].id) ? 1 : 0;
+    std::printf(" JNI Result from is6110(): %d \n", is6110);
+    if (is6110) {
+        std::printf(" Skipping Bootcode DHCP GET SET Operation, is6110 \n");
+        return 0;
+    }
+    BOOTCODEDHCP d{};
+    SDGetBootcodeDhcp(h, &d);
+    uint8_t none[12] = {};
+    callText(env, boot, m[11].id, d.VendorIDLength != 0 ? d.VendorID : none, sizeof d.VendorID);
+    callText(env, boot, m[12].id, d.AltClientIDLength != 0 ? d.AltClientID : none, sizeof d.AltClientID);
     return 0;
 }
 

@@ -396,6 +396,14 @@ public final class Bench {
                 h -> api.getCHAPTableSparse(0, h), h -> BenchFloors.chapTableSparse(HANDLE_0, h)));
         FLOORS.put("setCHAPTableData", new Floor("setCHAPTableData (127 entries)",
                 () -> BenchFloors.setCHAPTable(HANDLE_0, chapEntries)));
+        FLOORS.put("getiSCSIAdapterInfo", Floor.filling("getiSCSIAdapterInfo", NodeInfo::new,
+                n -> api.getiSCSIAdapterInfo(0, n), n -> BenchFloors.adapterInfo(HANDLE_0, n)));
+        FLOORS.put("getChipInfo", Floor.filling("getChipInfo", ChipInfo::new, c -> api.getChipInfo(0, c),
+                c -> BenchFloors.chipInfo(HANDLE_0, c)));
+        FLOORS.put("getiSNSDiscoveryConfig", Floor.filling("getiSNSDiscoveryConfig", iSNSDiscoveryConfig::new,
+                c -> api.getiSNSDiscoveryConfig(0, c), c -> BenchFloors.isnsConfig(HANDLE_0, c)));
+        FLOORS.put("getBootInfo", Floor.filling("getBootInfo", BootInfo::new, b -> api.getBootInfo(0, b),
+                b -> BenchFloors.bootInfo(HANDLE_0, b)));
         return m;
     }
 

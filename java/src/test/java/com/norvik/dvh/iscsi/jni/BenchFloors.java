@@ -37,6 +37,14 @@ final class BenchFloors {
 
     static native int setCHAPTable(int handle, Object[] entries);
 
+    static native int adapterInfo(int handle, Object info);
+
+    static native int chipInfo(int handle, Object info);
+
+    static native int isnsConfig(int handle, Object cfg);
+
+    static native int bootInfo(int handle, Object boot);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }
