@@ -575,6 +575,51 @@ Id gBootWrite[] = {
     {"setAltClientID", kStr},
 };
 
+// --- Targets and LUNs ----------------------------------------------------------
+
+Id gTargetInfoRead[] = {
+    {"getBus", "()I"}, {"getLUN", "()I"}, {"getTargetID", "()I"}, {"getTargetState", "()I"},
+    {"getSupportsTest", "()Z"}, {"getPerformBufferTest", "()Z"},
+};
+Id gTargetInfoWrite[] = {{"setBus", "(I)V"}, {"setLUN", "(I)V"}, {"setTargetID", "(I)V"}};
+Id gTargetHba[] = {
+    {"getNumberDiskTargets", "()I"}, {"getDeviceDataBaseEntry", "(I)Lcom/norvik/dvh/iscsi/model/DevDBEntry;"},
+};
+Id gTarget[] = {
+    {"getInstance", "()I"}, {"setNodeCount", "(I)V"}, {"setHostName", kStr}, {"setTCPPortNumber", "(I)V"},
+    {"setIPAddress", kIP}, {"getTargetInfo", "()Lcom/norvik/dvh/iscsi/model/TargetInfo;"},
+    {"setSessionID", "(I)V"}, {"setConnectionID", "(I)V"}, {"setPortalGroup", "(I)V"},
+    {"getNodeInfo", "()Lcom/norvik/dvh/iscsi/model/NodeInfo;"},
+};
+Id gEntryTargetID[] = {{"getTargetID", "()I"}};
+Id gLun[] = {
+    {"getTargetInfo", "()Lcom/norvik/dvh/iscsi/model/TargetInfo;"},
+    {"getSCSIInqInfo", "()Lcom/norvik/dvh/iscsi/model/SCSIInqInfo;"}, {"setLogicalBlockAddress", "(J)V"},
+    {"setBytesPerBlock", "(J)V"}, {"setWWULNObject", "([S)V"},
+};
+Id gInquiryWrite[] = {
+    {"setExtraData", kStr}, {"setInquiryHeader", kStr}, {"setProductID", kStr}, {"setRevision", kStr},
+    {"setSerialNumber", kStr}, {"setVendorID", kStr},
+};
+
+// A TargetInfo (got from `holder`'s getTargetInfo) read into `t`; the object
+// is handed back.
+jobject targetInfoFromJava(JNIEnv* env, jobject holder, jmethodID getter, TARGETINFORMATION& t)
+{
+    jobject ti = callObj(env, holder, getter);
+    if (!gTargetInfoRead[0].id && !resolveOn(env, ti, gTargetInfoRead))
+        return ti;
+    classOf(env, ti);
+    const Id* m = gTargetInfoRead;
+    put(t.BusNumber, static_cast<uint32_t>(callInt(env, ti, m[0].id)));
+    put(t.LUN, static_cast<uint32_t>(callInt(env, ti, m[1].id)));
+    put(t.TargetID, static_cast<uint32_t>(callInt(env, ti, m[2].id)));
+    put(t.TargetState, static_cast<uint32_t>(callInt(env, ti, m[3].id)));
+    t.SupportsTest = callBool(env, ti, m[4].id) ? 1 : 0;
+    t.Reserved1 = callBool(env, ti, m[5].id) ? 1 : 0;
+    return ti;
+}
+
 }  // namespace
 
 extern "C" {
@@ -941,6 +986,137 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_bootInfo(JNIEnv
     uint8_t none[12] = {};
     callText(env, boot, m[11].id, d.VendorIDLength != 0 ? d.VendorID : none, sizeof d.VendorID);
     callText(env, boot, m[12].id, d.AltClientIDLength != 0 ? d.AltClientID : none, sizeof d.AltClientID);
+    return 0;
+}
+
+// getiSCSITargetData's floor: the target's instance (through the adapter's
+// device database when it knows targets), its portal and node onto the
+// target object, its TargetInfo and NodeInfo.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_targetData(JNIEnv* env, jclass, jint handle,
+                                                                            jobject hba, jobject target)
+{
+    if (!resolveOn(env, hba, gTargetHba) || !resolveOn(env, target, gTarget) ||
+        !resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake))
+        return -1;
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    classOf(env, target);
+    classOf(env, hba);
+    jint targets = callInt(env, hba, gTargetHba[0].id);
+    jint instance = callInt(env, target, gTarget[0].id);
+    if (targets != 0) {
+        jobject entry = callObj(env, hba, gTargetHba[1].id, instance);
+        if (!resolveOn(env, entry, gEntryTargetID))
+            return -1;
+        classOf(env, entry);
+        instance = callInt(env, entry, gEntryTargetID[0].id);
+        env->DeleteLocalRef(entry);
+    }
+    DISCISCSIPORTAL portal{};
+    SDGetDiscPortalPropertyiSCSI(h, 0, static_cast<uint32_t>(instance), 0, &portal);
+    const Id* m = gTarget;
+    callV(env, target, m[1].id, static_cast<jint>(portal.NodeCount));
+    callText(env, target, m[2].id, portal.hostName, sizeof portal.hostName);
+    callV(env, target, m[3].id, static_cast<jint>(portal.portNumber));
+    setIP(env, target, m[4].id, portal.IPAddr.IPAddress, 16);
+    TARGETINFORMATION t{};
+    jobject ti = targetInfoFromJava(env, target, m[5].id, t);
+    DISCISCSINODE node{};
+    SDGetDiscNodePropertyiSCSI(h, 0, t.TargetID, 0, &node);
+    callV(env, target, m[6].id, static_cast<jint>(node.SessionID));
+    callV(env, target, m[7].id, static_cast<jint>(node.ConnectionID));
+    callV(env, target, m[8].id, static_cast<jint>(node.PortalGroupID));
+    jobject info = callObj(env, target, m[9].id);
+    if (!resolveOn(env, info, gNodeWrite) || !resolveOn(env, ti, gTargetInfoWrite))
+        return -1;
+    classOf(env, info);
+    const NODEINFOISCSI& n = node.NodeInfo;
+    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
+    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
+    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
+    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
+    env->DeleteLocalRef(info);
+    callV(env, ti, gTargetInfoWrite[0].id, static_cast<jint>(node.TargetInfo.BusNumber));
+    callV(env, ti, gTargetInfoWrite[1].id, static_cast<jint>(node.TargetInfo.LUN));
+    callV(env, ti, gTargetInfoWrite[2].id, static_cast<jint>(node.TargetInfo.TargetID));
+    env->DeleteLocalRef(ti);
+    return 0;
+}
+
+// getiSCSILunData's floor: INQUIRY onto the SCSIInqInfo, READ CAPACITY
+// (with the TargetInfo read again) onto the LUN, the WWULN query and its
+// lines, the WWULN onto the LUN.
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_lunData(JNIEnv* env, jclass, jint handle, jobject lun)
+{
+    if (!resolveOn(env, lun, gLun))
+        return -1;
+    auto h = static_cast<SDMGT_HANDLE>(handle);
+    classOf(env, lun);
+    TARGETINFORMATION t{};
+    jobject ti = targetInfoFromJava(env, lun, gLun[0].id, t);
+    env->DeleteLocalRef(ti);
+    jobject inq = callObj(env, lun, gLun[1].id);
+    if (!resolveOn(env, inq, gInquiryWrite))
+        return -1;
+    SCSI_INQUIRY_DATA_INFO data{};
+    uint8_t sense[256] = {};
+    SDSendScsiInquiryCmdiSCSI(h, &t, reinterpret_cast<uint8_t*>(&data), 36, sense, sizeof sense);
+    classOf(env, inq);
+    const Id* q = gInquiryWrite;
+    callText(env, inq, q[0].id, data.cExtraData, sizeof data.cExtraData);
+    callText(env, inq, q[1].id, data.cInquiryHeader, sizeof data.cInquiryHeader);
+    callText(env, inq, q[2].id, data.cProductID, sizeof data.cProductID);
+    callText(env, inq, q[3].id, data.cRevision, sizeof data.cRevision);
+    callText(env, inq, q[4].id, data.cSerialNumber, sizeof data.cSerialNumber);
+    callText(env, inq, q[5].id, data.cVendorID, sizeof data.cVendorID);
+    env->DeleteLocalRef(inq);
+
+    TARGETINFORMATION c{};
+    ti = targetInfoFromJava(env, lun, gLun[0].id, c);
+    env->DeleteLocalRef(ti);
+    SD_CAPACITY_INFO_STRUC capacity{};
+    SDSendReadMBCapacity(h, &c, &capacity);
+    uint64_t lba = capacity.Lba;
+    uint64_t blockLen = capacity.BlockLen;
+    uint64_t megabytes = lba;
+    if (static_cast<uint32_t>(lba) != 0xfefefefe) {
+        megabytes = lba > 0xffffff ? ((lba >> 12) * blockLen) >> 8 : (lba * blockLen) >> 20;
+        std::printf("JNI-LUN(%d) Size: LBA=0x%x, BlockLength=0x%x,", c.LUN, static_cast<uint32_t>(lba),
+                    static_cast<uint32_t>(lba >> 32));
+        std::printf("Mbytes32=%d, Mbytes64=%d\n", static_cast<int>(capacity.Mbytes),
+                    static_cast<int>(static_cast<uint32_t>(megabytes)));
+    }
+    callV(env, lun, gLun[2].id, static_cast<jlong>(megabytes));
+    callV(env, lun, gLun[3].id, static_cast<jlong>(static_cast<uint32_t>(blockLen) == 0xfefefefe ? blockLen : 1));
+
+    // The WWULN: device identification page, the identifier at offset 8.
+    TARGETINFORMATION address{};
+    address.BusNumber = t.BusNumber;
+    address.TargetID = t.TargetID;
+    address.LUN = t.LUN;
+    uint8_t cdb[6] = {0x12, 0x01, 0x83, 0x00, 0x40, 0x00};
+    uint8_t page[64] = {};
+    uint8_t pageSense[320] = {};
+    SD_STATUS status = SDSendScsiPassThruiSCSI(h, &address, cdb, sizeof cdb, nullptr, 0, page, sizeof page, pageSense,
+                                               sizeof pageSense);
+    if (status != 0 || page[1] != 0x83)
+        return -1;  // not what this floor measures
+    const uint8_t* w = page + 8;
+    std::printf("Info: WWULN on HBA[%d]-TID=%d, B:%d T:%d L:%d, Offset=%d, "
+                "WWULN=%x-%x-%x-%x-%x-%x-%x-%x  Sense Key:0x%x, asc:0x%x, ascq:0x%x.\r\n",
+                handle, 0, address.BusNumber, address.TargetID, address.LUN, 8, w[0], w[1], w[2], w[3], w[4], w[5],
+                w[6], w[7], pageSense[2], pageSense[12], pageSense[13]);
+    std::printf("LUN Data\n");
+    jshort wwuln[8];
+    std::printf("WWULN in JNI=");
+    for (int i = 0; i < 8; ++i) {
+        wwuln[i] = w[i];
+        std::printf("-%x", wwuln[i]);
+    }
+    std::printf("\n");
+    jshortArray a = env->NewShortArray(8);
+    env->SetShortArrayRegion(a, 0, 8, wwuln);
+    callV(env, lun, gLun[4].id, a);
+    env->DeleteLocalRef(a);
     return 0;
 }
 

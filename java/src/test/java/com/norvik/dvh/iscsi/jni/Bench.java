@@ -404,6 +404,10 @@ public final class Bench {
                 c -> api.getiSNSDiscoveryConfig(0, c), c -> BenchFloors.isnsConfig(HANDLE_0, c)));
         FLOORS.put("getBootInfo", Floor.filling("getBootInfo", BootInfo::new, b -> api.getBootInfo(0, b),
                 b -> BenchFloors.bootInfo(HANDLE_0, b)));
+        FLOORS.put("getiSCSITargetData", Floor.filling("getiSCSITargetData", () -> target(0),
+                t -> api.getiSCSITargetData(0, new HBA(0), t), t -> BenchFloors.targetData(HANDLE_0, new HBA(0), t)));
+        FLOORS.put("getiSCSILunData", Floor.filling("getiSCSILunData", () -> lun(0, 1), l -> api.getiSCSILunData(0, l),
+                l -> BenchFloors.lunData(HANDLE_0, l)));
         return m;
     }
 

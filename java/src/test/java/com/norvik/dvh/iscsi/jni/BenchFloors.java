@@ -45,6 +45,10 @@ final class BenchFloors {
 
     static native int bootInfo(int handle, Object boot);
 
+    static native int targetData(int handle, Object hba, Object target);
+
+    static native int lunData(int handle, Object lun);
+
     /** malloc_trim(0): free memory of the C heap back to the system. */
     static native void trimNativeHeap();
 }
