@@ -563,6 +563,16 @@ void chapFromJava(JNIEnv* env, jobject obj, CHAPTABLE& e)
 // --- Adapter node, chip, iSNS configuration, boot settings ------------------
 
 Id gNodeWrite[] = {{"setiSCSIName", kStr}, {"setAlias", kStr}, {"setIPAddress", kIP}, {"setPortalCount", "(I)V"}};
+// A node's names, address and portal count onto a NodeInfo.
+void nodeToJava(JNIEnv* env, jobject info, const NODEINFOISCSI& n)
+{
+    classOf(env, info);
+    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
+    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
+    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
+    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
+}
+
 Id gChipWrite[] = {{"setBoardModel", kStr}, {"setChipVersion", "(I)V"}};
 Id gIsnsConfigWrite[] = {
     {"setEnableiSNSDiscoveryFlag", "(I)V"}, {"setAutomaticDiscoveryFlag", "(I)V"}, {"setServerIPAddress", "([SI)V"},
@@ -908,12 +918,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_adapterInfo(JNI
         return -1;
     HBAISCSINODE node{};
     SDGetHbaDeviceNodePropertyiSCSI(static_cast<SDMGT_HANDLE>(handle), &node);
-    const NODEINFOISCSI& n = node.NodeInfoISCSI;
-    classOf(env, info);
-    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
-    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
-    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
-    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
+    nodeToJava(env, info, node.NodeInfoISCSI);
     return 0;
 }
 
@@ -1028,12 +1033,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_targetData(JNIE
     jobject info = callObj(env, target, m[9].id);
     if (!resolveOn(env, info, gNodeWrite) || !resolveOn(env, ti, gTargetInfoWrite))
         return -1;
-    classOf(env, info);
-    const NODEINFOISCSI& n = node.NodeInfo;
-    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
-    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
-    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
-    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
+    nodeToJava(env, info, node.NodeInfo);
     env->DeleteLocalRef(info);
     callV(env, ti, gTargetInfoWrite[0].id, static_cast<jint>(node.TargetInfo.BusNumber));
     callV(env, ti, gTargetInfoWrite[1].id, static_cast<jint>(node.TargetInfo.LUN));
