@@ -161,22 +161,26 @@ jint setIPAddrShorts(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* rec
     return checked(env);
 }
 
-jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record, const Field& f)
+// An AddNew entry: `made` keeps the class it builds (found by name while it
+// holds none) with its identifiers.
+jint addNewWith(JNIEnv* env, jobject holder, jmethodID adder, ClassIds& made, const uint8_t* record, const Field& f)
 {
     const ObjectRecipe& recipe = *f.objectRecipe;
-    char name[160];
-    std::snprintf(name, sizeof name, "%s%s", kModelPackage, recipe.className);
-    LocalRef<jclass> cls = findClass(env, name);
-    if (!cls) {
+    if (!made.get()) {
+        char name[160];
+        std::snprintf(name, sizeof name, "%s%s", kModelPackage, recipe.className);
+        made.adopt(env, findClass(env, name));
+    }
+    if (!made.get()) {
         std::fputs(recipe.classMissingMessage, stdout);
         return kStatusClassNotFound;
     }
-    LocalRef<jobject> made = dvh::newObject(env, cls.get());
-    if (!made) {
+    LocalRef<jobject> obj = newObject(env, made);
+    if (!obj) {
         std::fputs(recipe.newFailedMessage, stdout);
         return kStatusNullObject;
     }
-    jint filled = toJava(env, made.get(), cls.get(), record + f.offset, recipe.fields, recipe.count);
+    jint filled = toJava(env, obj.get(), made, record + f.offset, recipe.fields, recipe.count);
     if (filled != kStatusOk) {
         if (filled == kStatusJavaThrew || !recipe.fillFailedMessage)
             return filled;
@@ -185,8 +189,14 @@ jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record,
     }
     if (!adder)
         return missing(f);
-    env->CallVoidMethod(holder, adder, made.get());
+    env->CallVoidMethod(holder, adder, obj.get());
     return checked(env);
+}
+
+jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record, const Field& f)
+{
+    ClassIds made;
+    return addNewWith(env, holder, adder, made, record, f);
 }
 
 // Calls one setter. `mid` is null only for the conversions that look at it
@@ -513,6 +523,14 @@ jmethodID ClassIds::method(const Method* group, size_t count, size_t i)
         remember(group, count, ids);
     }
     return ids ? ids[i] : lookup::rawMethod(env_, cls_, group[i].name, group[i].signature);
+}
+
+jint addNew(JNIEnv* env, jobject holder, ClassIds& holderIds, ClassIds& made, const void* record, const Field& entry)
+{
+    if (entry.conv != Conv::AddNew || !entry.objectRecipe)
+        return kStatusLookupFailed;
+    jmethodID adder = fieldId(env, holderIds.get(), holderIds.table(&entry, 1), &entry, 0);
+    return addNewWith(env, holder, adder, made, static_cast<const uint8_t*>(record), entry);
 }
 
 jint resolve(ClassIds& cls, const Method& m, jmethodID& out)

@@ -198,7 +198,7 @@ static_assert(keysFit(kManualKeys, 3) && keysFit(kPreSharedKey, 1), "a clamped k
 
 // The 32-bit getter `m` into the record at `offset`, at most `limit`
 // (unsigned comparison).
-jint clampedInt(JNIEnv* env, jobject obj, jclass cls, const Method& m, uint8_t* record, uint32_t offset,
+jint clampedInt(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const Method& m, uint8_t* record, uint32_t offset,
                 uint32_t limit)
 {
     jint value = 0;
@@ -210,7 +210,8 @@ jint clampedInt(JNIEnv* env, jobject obj, jclass cls, const Method& m, uint8_t* 
     return kStatusOk;
 }
 
-jint keysFromJava(JNIEnv* env, jobject obj, jclass cls, SECURITYPOLICY* policy, const KeyField* keys, size_t n)
+jint keysFromJava(JNIEnv* env, jobject obj, marshal::ClassIds& cls, SECURITYPOLICY* policy, const KeyField* keys,
+                  size_t n)
 {
     auto* record = reinterpret_cast<uint8_t*>(policy);
     for (size_t i = 0; i < n; ++i) {
@@ -237,37 +238,55 @@ bool isA(JNIEnv* env, jobject obj, jclass cls)
     return obj && cls && env->IsInstanceOf(obj, cls) == JNI_TRUE;
 }
 
+// The classes a native call that reads or writes many policies meets, each
+// resolved once per call: the policies' (the model class, found by name by
+// the caller) and their transforms' (the model class, found by name on first
+// need, and looked for again while it cannot be found). The accessors are
+// looked up on these classes, not on the objects' own.
+struct PolicyClasses {
+    PolicyClasses(JNIEnv* env, jclass policyClass) : policy(env, policyClass) {}
+    marshal::ClassIds policy;
+    marshal::ClassIds transform;
+};
+
+// The SecurityTransform class; null when it cannot be found.
+jclass transformClass(JNIEnv* env, PolicyClasses& classes)
+{
+    if (!classes.transform.get())
+        classes.transform.adopt(env, modelClass(env, "SecurityTransform"));
+    return classes.transform.get();
+}
+
 // Hands each of the record's transforms to the policy object as a new
 // SecurityTransform.
-jint transformsToJava(JNIEnv* env, jobject policy, jclass policyClass, const SECURITYPOLICY* record)
+jint transformsToJava(JNIEnv* env, jobject policy, PolicyClasses& classes, const SECURITYPOLICY* record)
 {
-    if (!modelClass(env, "SecurityTransform")) {
+    if (!transformClass(env, classes)) {
         std::printf("Find Transform class call failed!\n");
         return kStatusClassNotFound;
     }
     for (uint32_t i = 0; i < record->NumberOfTransforms; ++i)
-        DVH_TRY(marshal::toJava(env, policy, policyClass, &record->Transforms[i], kAddTransform));
+        DVH_TRY(marshal::addNew(env, policy, classes.policy, classes.transform, &record->Transforms[i], kAddTransform[0]));
     return kStatusOk;
 }
 
 // Reads NumberOfTransforms transforms through getTransform(i).
-jint transformsFromJava(JNIEnv* env, jobject policy, jclass policyClass, SECURITYPOLICY* record)
+jint transformsFromJava(JNIEnv* env, jobject policy, PolicyClasses& classes, SECURITYPOLICY* record)
 {
     for (uint32_t i = 0; i < record->NumberOfTransforms && i < kMaxTransforms; ++i) {
-        LocalRef<jclass> transformClass = modelClass(env, "SecurityTransform");
-        if (!transformClass) {
+        if (!transformClass(env, classes)) {
             std::printf("Find transform class call failed!\n");
             return kStatusClassNotFound;
         }
         LocalRef<jobject> transform;
-        DVH_TRY(marshal::call(env, transform, policy, policyClass, kGetTransform, static_cast<jint>(i)));
+        DVH_TRY(marshal::call(env, transform, policy, classes.policy, kGetTransform, static_cast<jint>(i)));
         // A missing transform is refused rather than used.
         if (!transform) {
             std::printf("NULL javaTransformObject!\n");
             return kStatusNullObject;
         }
         SECTRANSFORM* t = &record->Transforms[i];
-        jclass cls = transformClass.get();
+        marshal::ClassIds& cls = classes.transform;
         DVH_TRY(marshal::fromJava(env, transform.get(), cls, t, kTransformFromJava));
         if (t->Type == kIkeTransformType)
             DVH_TRY(marshal::fromJava(env, transform.get(), cls, t, kIkeTransformFromJava));
@@ -275,6 +294,40 @@ jint transformsFromJava(JNIEnv* env, jobject policy, jclass policyClass, SECURIT
             DVH_TRY(marshal::fromJava(env, transform.get(), cls, t, kIPsecTransformFromJava));
     }
     return kStatusOk;
+}
+
+// setSecurityPolicyEntryToJava on an object of the policy class.
+jint policyToJava(JNIEnv* env, jobject obj, PolicyClasses& classes, const SECURITYPOLICY* pPolicies)
+{
+    marshal::ClassIds& cls = classes.policy;
+    DVH_TRY(marshal::toJava(env, obj, cls, pPolicies, kPolicyToJava));
+    if (pPolicies->AutoIPSec == 0)
+        DVH_TRY(marshal::toJava(env, obj, cls, pPolicies, kManualKeysToJava));
+    DVH_TRY(marshal::toJava(env, obj, cls, pPolicies, kPolicyTailToJava));
+    // A count the record cannot hold: the entry goes without transforms.
+    if (pPolicies->NumberOfTransforms > kMaxTransforms)
+        return kStatusOk;
+    return transformsToJava(env, obj, classes, pPolicies);
+}
+
+// getSecurityPolicyEntryFromJava on an object of the policy class.
+jint policyFromJava(JNIEnv* env, jobject obj, PolicyClasses& classes, SECURITYPOLICY* pPolicy)
+{
+    marshal::ClassIds& c = classes.policy;
+    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kPolicyFromJava));
+    DVH_TRY(clampedInt(env, obj, c, kGetNumTransforms, reinterpret_cast<uint8_t*>(pPolicy),
+                       offsetof(SP, NumberOfTransforms), kMaxTransforms));
+    DVH_TRY(transformsFromJava(env, obj, classes, pPolicy));
+    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kSourcePortFromJava));
+    if (pPolicy->PolicyKind != kIkePolicyKind) {
+        DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kKeyingFromJava));
+        if (pPolicy->AutoIPSec != 0)
+            return kStatusOk;
+        DVH_TRY(keysFromJava(env, obj, c, pPolicy, kManualKeys, 3));
+        return marshal::fromJava(env, obj, c, pPolicy, kSPIFromJava);
+    }
+    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kIkeFromJava));
+    return keysFromJava(env, obj, c, pPolicy, kPreSharedKey, 1);
 }
 
 }  // namespace
@@ -295,14 +348,8 @@ jint setSecurityPolicyEntryToJava(JNIEnv* env, jobject javaSecurityPolicyEntryOb
         std::printf("NULL javaSecurityPolicyEntryObject!\n");
         return kStatusNullObject;
     }
-    DVH_TRY(marshal::toJava(env, obj, cls.get(), pPolicies, kPolicyToJava));
-    if (pPolicies->AutoIPSec == 0)
-        DVH_TRY(marshal::toJava(env, obj, cls.get(), pPolicies, kManualKeysToJava));
-    DVH_TRY(marshal::toJava(env, obj, cls.get(), pPolicies, kPolicyTailToJava));
-    // A count the record cannot hold: the entry goes without transforms.
-    if (pPolicies->NumberOfTransforms > kMaxTransforms)
-        return kStatusOk;
-    return transformsToJava(env, obj, cls.get(), pPolicies);
+    PolicyClasses classes(env, cls.get());
+    return policyToJava(env, obj, classes, pPolicies);
 }
 
 jint getSecurityPolicyEntryFromJava(JNIEnv* env, jobject javaPolicyObject, SECURITYPOLICY* pPolicy)
@@ -317,21 +364,8 @@ jint getSecurityPolicyEntryFromJava(JNIEnv* env, jobject javaPolicyObject, SECUR
         std::printf("NULL javaPolicyObject!\n");
         return kStatusNullObject;
     }
-    jclass c = cls.get();
-    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kPolicyFromJava));
-    DVH_TRY(clampedInt(env, obj, c, kGetNumTransforms, reinterpret_cast<uint8_t*>(pPolicy),
-                       offsetof(SP, NumberOfTransforms), kMaxTransforms));
-    DVH_TRY(transformsFromJava(env, obj, c, pPolicy));
-    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kSourcePortFromJava));
-    if (pPolicy->PolicyKind != kIkePolicyKind) {
-        DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kKeyingFromJava));
-        if (pPolicy->AutoIPSec != 0)
-            return kStatusOk;
-        DVH_TRY(keysFromJava(env, obj, c, pPolicy, kManualKeys, 3));
-        return marshal::fromJava(env, obj, c, pPolicy, kSPIFromJava);
-    }
-    DVH_TRY(marshal::fromJava(env, obj, c, pPolicy, kIkeFromJava));
-    return keysFromJava(env, obj, c, pPolicy, kPreSharedKey, 1);
+    PolicyClasses classes(env, cls.get());
+    return policyFromJava(env, obj, classes, pPolicy);
 }
 
 // ---------------------------------------------------------------------------
@@ -347,6 +381,8 @@ constexpr Method kAddPolicy =
 jint deliverPolicies(JNIEnv* env, jobject jHBA, jclass hbaClass, jclass policyClass,
                      const std::vector<SECURITYPOLICY>& table, uint32_t numEntries)
 {
+    marshal::ClassIds hba(env, hbaClass);
+    PolicyClasses classes(env, policyClass);
     for (uint32_t i = 0; i < kPolicySlots; ++i) {
         const SECURITYPOLICY& slot = table[i];
         if (slot.PolicyKind == 0)
@@ -354,19 +390,21 @@ jint deliverPolicies(JNIEnv* env, jobject jHBA, jclass hbaClass, jclass policyCl
         if (numEntries == 0)
             break;
         --numEntries;
-        LocalRef<jobject> entry = newObject(env, policyClass);
+        LocalRef<jobject> entry = marshal::newObject(env, classes.policy);
         if (!entry) {
             std::printf("New Security Policy Object failed!\n");
             return kStatusNullObject;
         }
-        if (setSecurityPolicyEntryToJava(env, entry.get(), &slot) != kStatusOk) {
+        // Made from the model class, so setSecurityPolicyEntryToJava's class
+        // check holds without asking.
+        if (policyToJava(env, entry.get(), classes, &slot) != kStatusOk) {
             if (thrown(env))
                 return kStatusJavaThrew;
             std::printf("setSecurityPolicyEntryToJava() failed!\n");
             return kStatusNullObject;
         }
         jmethodID add;
-        DVH_TRY(marshal::resolve(env, hbaClass, kAddPolicy, add));
+        DVH_TRY(marshal::resolve(hba, kAddPolicy, add));
         // The name field need not end with a zero byte.
         std::printf("JNI: About to set in Java Security index %d Name: %.*s\n", static_cast<int>(i),
                     static_cast<int>(sizeof slot.PolicyName), reinterpret_cast<const char*>(slot.PolicyName));
@@ -429,6 +467,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setSecurityPolic
         return kStatusClassNotFound;
     }
     std::vector<SECURITYPOLICY> table(static_cast<size_t>(n));
+    PolicyClasses classes(env, policyClass.get());
     jint conversion = kStatusOk;
     for (jsize i = 0; i < n; ++i) {
         LocalRef<jobject> element(env, env->GetObjectArrayElement(jPolicies, i));
@@ -440,7 +479,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_setSecurityPolic
             return kStatusNullObject;
         }
         // A failed conversion still sends what it filled in.
-        jint status = getSecurityPolicyEntryFromJava(env, element.get(), &table[static_cast<size_t>(i)]);
+        jint status = policyFromJava(env, element.get(), classes, &table[static_cast<size_t>(i)]);
         if (status == kStatusJavaThrew || thrown(env))
             return kStatusJavaThrew;
         if (status != kStatusOk)

@@ -491,7 +491,7 @@ private:
         size_t count;
         const jmethodID* ids;
     };
-    static constexpr size_t kKnown = 12;
+    static constexpr size_t kKnown = 16;
     JNIEnv* env_ = nullptr;
     jclass cls_ = nullptr;
     LocalRef<jclass> owned_;
@@ -534,6 +534,11 @@ jint call(JNIEnv* env, R& out, jobject obj, ClassIds& cls, const Method& m, A...
 // A new object of the class, made with its public no-argument constructor;
 // empty (error cleared) when it cannot be made, as newObject.
 LocalRef<jobject> newObject(JNIEnv* env, ClassIds& cls);
+// An AddNew entry (a one-entry table walked on `holder`) within a native call
+// that adds many objects: the adder is resolved through `holderIds` (the
+// holder's class), the class it builds and its table through `made` (found
+// by name while it holds none). Same messages and statuses as the walk.
+jint addNew(JNIEnv* env, jobject holder, ClassIds& holderIds, ClassIds& made, const void* record, const Field& entry);
 
 // Makes IPAddr objects for one native call (setIPAddr's steps 1 to 5): the
 // class is found once (and looked for again while it cannot be found), its
