@@ -285,6 +285,16 @@ class SecurityPolicyTableTest extends NativeTestBase {
     }
 
     @Test
+    void manualAndIkePoliciesAlternatingInOneWriteEachTakeTheirOwnBranch() {
+        load(bare());
+        write(manualPolicy(), ikePolicy(), manualPolicy(), ikePolicy(), manualPolicy());
+        assertEquals(0, status);
+        for (int i = 0; i < 5; i++) {
+            assertArrayEquals(i % 2 == 0 ? manualPolicyRecord() : ikePolicyRecord(), sent(i), "policy " + i);
+        }
+    }
+
+    @Test
     void negotiatedKeysStopAfterTheAssociatedIkePolicy() {
         load(bare());
         SecurityPolicyEntry p = manualPolicy();
