@@ -60,7 +60,9 @@ inline jboolean callBool(JNIEnv* env, jobject obj, jmethodID id)
 {
     return checked(env, env->CallBooleanMethod(obj, id));
 }
-inline jobject newObj(JNIEnv* env, jclass cls, jmethodID id) { return checked(env, env->NewObject(cls, id)); }
+// A constructor that throws makes NewObject return null: that test is the
+// check, as in the library, not a second ExceptionCheck.
+inline jobject newObj(JNIEnv* env, jclass cls, jmethodID id) { return env->NewObject(cls, id); }
 
 template <size_t N>
 bool resolve(JNIEnv* env, jclass cls, Id (&ids)[N])
