@@ -206,6 +206,11 @@ private:
         SDMTarget* target = spare_;
         spare_ = target->next;
         std::memset(static_cast<void*>(target), 0, sizeof *target);
+        // The next spare's link sits at the end of a cold kilobyte: fetched
+        // now, it is at hand when the next entry (a few microseconds of
+        // Java calls later) takes it.
+        if (spare_)
+            __builtin_prefetch(&spare_->next);
         return target;
     }
 

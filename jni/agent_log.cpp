@@ -68,7 +68,7 @@ int32_t CoreLogMessageShared(int32_t messageType, const char* format, ...)
     for (const char* end = "\r\n"; *end && length < sizeof line - 1; ++end)
         line[length++] = *end;
     line[length] = '\0';
-    std::fputs(line, stdout);
+    std::fwrite(line, 1, length, stdout);  // its length is known: no second scan
     return 0;
 }
 

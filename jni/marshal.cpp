@@ -19,7 +19,7 @@ constexpr Method kIPAddrMaking[] = {method("<init>", "()V"), kSetAddress};
 constexpr Method kGetAddressElement = method("getAddressElement", "(S)S");
 
 // Little-endian host and record; the usual widths without a variable copy.
-uint64_t readUnsigned(const uint8_t* record, const Field& f)
+inline __attribute__((always_inline)) uint64_t readUnsigned(const uint8_t* record, const Field& f)
 {
     const uint8_t* p = record + f.offset;
     switch (f.width) {
@@ -203,24 +203,33 @@ jint addNew(JNIEnv* env, jobject holder, jmethodID adder, const uint8_t* record,
 // late (SetIPAddr, AddNew).
 jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f)
 {
+    // Scalars go through the array form of the call: no variable argument
+    // list to build and take apart again for a single value.
+    jvalue value;
     switch (f.conv) {
     case Conv::SetInt:
-        env->CallVoidMethod(obj, mid, static_cast<jint>(readUnsigned(record, f)));
+        value.i = static_cast<jint>(readUnsigned(record, f));
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     case Conv::SetShort:
-        env->CallVoidMethod(obj, mid, static_cast<jshort>(readUnsigned(record, f)));
+        value.s = static_cast<jshort>(readUnsigned(record, f));
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     case Conv::SetByte:
-        env->CallVoidMethod(obj, mid, static_cast<jbyte>(readUnsigned(record, f)));
+        value.b = static_cast<jbyte>(readUnsigned(record, f));
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     case Conv::SetLong:
-        env->CallVoidMethod(obj, mid, static_cast<jlong>(readUnsigned(record, f)));
+        value.j = static_cast<jlong>(readUnsigned(record, f));
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     case Conv::SetBool:
-        env->CallVoidMethod(obj, mid, static_cast<jboolean>((readUnsigned(record, f) & f.maskOrBound) != 0));
+        value.z = static_cast<jboolean>((readUnsigned(record, f) & f.maskOrBound) != 0);
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     case Conv::SetIntComputed:
-        env->CallVoidMethod(obj, mid, f.compute(record));
+        value.i = f.compute(record);
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     case Conv::SetText: {
         LocalRef<jstring> text = newStringFromField(env, record + f.offset, f.width);
@@ -231,7 +240,8 @@ jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, 
                 std::fputs(f.nullStringMessage, stdout);
             return kStatusNullObject;
         }
-        env->CallVoidMethod(obj, mid, text.get());
+        value.l = text.get();
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     }
     case Conv::SetShorts: {
@@ -242,7 +252,8 @@ jint callSetter(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, 
         for (uint32_t i = 0; i < f.width && i < 256; ++i)
             values[i] = record[f.offset + i];
         env->SetShortArrayRegion(array.get(), 0, static_cast<jsize>(f.width), values);
-        env->CallVoidMethod(obj, mid, array.get());
+        value.l = array.get();
+        env->CallVoidMethodA(obj, mid, &value);
         break;
     }
     case Conv::SetBigInt:
