@@ -125,12 +125,17 @@ jint setBigIntByIndex(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* re
 }
 
 // setIPAddr for one table entry: the holder's setter `mid` may be missing,
-// which prints setIPAddr's text and lets the walk go on.
-jint setIPAddrEntry(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f)
+// which prints setIPAddr's text and lets the walk go on. The address is made
+// by the call's maker, if it has one.
+jint setIPAddrEntry(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f,
+                    IPAddrMaker* addresses = nullptr)
 {
     LocalRef<jobject> address;
     size_t n = f.width < 16 ? f.width : 16;
-    DVH_TRY(newIPAddr(env, record + f.offset, n, address));
+    if (addresses)
+        DVH_TRY(addresses->make(env, record + f.offset, n, address));
+    else
+        DVH_TRY(newIPAddr(env, record + f.offset, n, address));
     if (!address)
         return kStatusOk;
     if (!mid) {
@@ -407,7 +412,7 @@ void printMissing(Msg form, const char* name, const char* text)
 namespace {
 
 jint walkToJava(JNIEnv* env, jobject obj, jclass cls, const jmethodID* ids, const void* record, const Field* fields,
-                size_t count)
+                size_t count, IPAddrMaker* addresses = nullptr)
 {
     const auto* bytes = static_cast<const uint8_t*>(record);
     for (size_t i = 0; i < count; ++i) {
@@ -417,7 +422,8 @@ jint walkToJava(JNIEnv* env, jobject obj, jclass cls, const jmethodID* ids, cons
             return missing(f);
         if (f.lookupOnly)
             continue;
-        jint status = callSetter(env, obj, mid, bytes, f);
+        jint status = addresses && f.conv == Conv::SetIPAddr ? setIPAddrEntry(env, obj, mid, bytes, f, addresses)
+                                                             : callSetter(env, obj, mid, bytes, f);
         if (status != kStatusOk)
             return status;
     }
@@ -460,6 +466,12 @@ jint fromJava(JNIEnv* env, jobject obj, jclass cls, void* record, const Field* f
 jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, const void* record, const Field* fields, size_t count)
 {
     return walkToJava(env, obj, cls.get(), cls.table(fields, count), record, fields, count);
+}
+
+jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, IPAddrMaker& addresses, const void* record, const Field* fields,
+           size_t count)
+{
+    return walkToJava(env, obj, cls.get(), cls.table(fields, count), record, fields, count, &addresses);
 }
 
 jint fromJava(JNIEnv* env, jobject obj, ClassIds& cls, void* record, const Field* fields, size_t count)

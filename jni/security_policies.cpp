@@ -241,12 +241,14 @@ bool isA(JNIEnv* env, jobject obj, jclass cls)
 // The classes a native call that reads or writes many policies meets, each
 // resolved once per call: the policies' (the model class, found by name by
 // the caller) and their transforms' (the model class, found by name on first
-// need, and looked for again while it cannot be found). The accessors are
-// looked up on these classes, not on the objects' own.
+// need, and looked for again while it cannot be found), and the IPAddr class
+// the addresses are made from. The accessors are looked up on these classes,
+// not on the objects' own.
 struct PolicyClasses {
     PolicyClasses(JNIEnv* env, jclass policyClass) : policy(env, policyClass) {}
     marshal::ClassIds policy;
     marshal::ClassIds transform;
+    marshal::IPAddrMaker addresses;
 };
 
 // The SecurityTransform class; null when it cannot be found.
@@ -300,7 +302,7 @@ jint transformsFromJava(JNIEnv* env, jobject policy, PolicyClasses& classes, SEC
 jint policyToJava(JNIEnv* env, jobject obj, PolicyClasses& classes, const SECURITYPOLICY* pPolicies)
 {
     marshal::ClassIds& cls = classes.policy;
-    DVH_TRY(marshal::toJava(env, obj, cls, pPolicies, kPolicyToJava));
+    DVH_TRY(marshal::toJava(env, obj, cls, classes.addresses, pPolicies, kPolicyToJava));
     if (pPolicies->AutoIPSec == 0)
         DVH_TRY(marshal::toJava(env, obj, cls, pPolicies, kManualKeysToJava));
     DVH_TRY(marshal::toJava(env, obj, cls, pPolicies, kPolicyTailToJava));

@@ -552,6 +552,17 @@ private:
     ClassIds ids_;
 };
 
+// toJava within a native call that walks many objects whose tables hold
+// SetIPAddr entries: the addresses are made by the call's maker.
+jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, IPAddrMaker& addresses, const void* record, const Field* fields,
+           size_t count);
+template <size_t N>
+jint toJava(JNIEnv* env, jobject obj, ClassIds& cls, IPAddrMaker& addresses, const void* record,
+            const Field (&fields)[N])
+{
+    return toJava(env, obj, cls, addresses, record, fields, N);
+}
+
 // ---------------------------------------------------------------------------
 // Addresses and counters, shared with the toolkit
 // ---------------------------------------------------------------------------
