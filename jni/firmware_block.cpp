@@ -86,6 +86,15 @@ constexpr Field kAddressesFromJava[] = {
 };
 static_assert(marshal::validTable(kAddressesFromJava), "adapter address getters");
 
+// The getters setFWData reads through; the lookup of getInitFW reports
+// itself with the alias text.
+constexpr marshal::Method kNodeInfoOfAdapter =
+    marshal::method("getNodeInfo", kNodeInfoGetterSig).message("GetMethodID  getNodeInfo call failed!\n");
+constexpr marshal::Method kInitFWToRead =
+    marshal::method("getInitFW", kInitFWGetterSig).message("GetMethodID  getAlias call failed!\n");
+constexpr marshal::Method kDevEntryOfInitFW =
+    marshal::method("getDevEntry", kDevEntryGetterSig).message("GetMethodID  getDevEntry call failed!\n");
+
 // Reads the adapter object's side of the block into `block`; 0 or the status
 // that ends setFWData before anything is written.
 jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
@@ -94,21 +103,17 @@ jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
     DVH_TRY(marshal::fromJava(env, jHba, hbaClass.get(), &block, kAddressesFromJava));
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getNodeInfo", kNodeInfoGetterSig,
-                           "GetMethodID  getNodeInfo call failed!\n", "NULL javaNodeInfoObject!4\n", nodeInfo));
+    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), kNodeInfoOfAdapter, "NULL javaNodeInfoObject!4\n", nodeInfo));
     LocalRef<jclass> nodeClass = objectClass(env, nodeInfo.get());
     DVH_TRY(marshal::fromJava(env, nodeInfo.get(), nodeClass.get(), &block, kNodeNamesIntoBlock));
 
-    // The lookup of getInitFW reports itself with the alias text.
     LocalRef<jobject> initFW;
-    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), "getInitFW", kInitFWGetterSig, "GetMethodID  getAlias call failed!\n",
-                           "NULL javaInitFWObject!\n", initFW));
+    DVH_TRY(getObjectField(env, jHba, hbaClass.get(), kInitFWToRead, "NULL javaInitFWObject!\n", initFW));
     LocalRef<jclass> initFWClass = objectClass(env, initFW.get());
     DVH_TRY(marshal::fromJava(env, initFW.get(), initFWClass.get(), &block, kInitFWFromJava));
 
     LocalRef<jobject> devEntry;
-    DVH_TRY(getObjectField(env, initFW.get(), initFWClass.get(), "getDevEntry", kDevEntryGetterSig,
-                           "GetMethodID  getDevEntry call failed!\n", "NULL javaDevEntryObject!\n", devEntry));
+    DVH_TRY(getObjectField(env, initFW.get(), initFWClass.get(), kDevEntryOfInitFW, "NULL javaDevEntryObject!\n", devEntry));
     DVH_TRY(getiSCSIDevEntry(env, devEntry.get(), &block.DeviceInfo));
     LocalRef<jclass> devEntryClass = objectClass(env, devEntry.get());
     DVH_TRY(marshal::fromJava(env, devEntry.get(), devEntryClass.get(), &block, kInitFWDevEntryFromJava));
@@ -117,8 +122,6 @@ jint readBlockFromJava(JNIEnv* env, jobject jHba, INITFWISCSI& block)
 
 constexpr marshal::Method kInitFWOfAdapter =
     marshal::method("getInitFW", kInitFWGetterSig).message("GetMethodID  getInitFW call failed!\n");
-constexpr marshal::Method kDevEntryOfInitFW =
-    marshal::method("getDevEntry", kDevEntryGetterSig).message("GetMethodID  getDevEntry call failed!\n");
 
 }  // namespace
 

@@ -126,6 +126,11 @@ constexpr Method kAddLUN = method("addLUN", "(I)V", Msg::Obj);
 constexpr Method kSetLogicalBlockAddress = method("setLogicalBlockAddress", "(J)V", Msg::Obj);
 constexpr Method kSetBytesPerBlock = method("setBytesPerBlock", "(J)V", Msg::Obj);
 constexpr Method kSetWWULNObject = method("setWWULNObject", "([S)V", Msg::Obj);
+constexpr Method kGetTargetInfo = method("getTargetInfo", kTargetInfoGetterSig).message(kTargetInfoMissing);
+// The node object's lookup keeps the getTargetInfo text.
+constexpr Method kGetNodeInfoOfTarget = method("getNodeInfo", kNodeInfoGetterSig).message(kTargetInfoMissing);
+constexpr Method kGetSCSIInqInfo =
+    method("getSCSIInqInfo", kSCSIInqInfoGetterSig).message("GetMethodID  getSCSIInqInfo call failed!\n");
 
 static_assert(marshal::validTable(kTargetInfoFromJava) && marshal::validTable(kTargetInfoNotSupported) &&
                   marshal::validTable(kPortalToTarget) && marshal::validTable(kNodeToTarget) &&
@@ -137,8 +142,7 @@ jint readHeldTargetInfo(JNIEnv* env, jobject holder, jclass holderClass, TARGETI
                         LocalRef<jobject>* heldObject = nullptr)
 {
     LocalRef<jobject> ti;
-    DVH_TRY(getObjectField(env, holder, holderClass, "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
-                           kTargetInfoNull, ti));
+    DVH_TRY(getObjectField(env, holder, holderClass, kGetTargetInfo, kTargetInfoNull, ti));
     DVH_TRY(getTargetInfo(env, ti.get(), targetInfo));
     if (heldObject)
         *heldObject = std::move(ti);
@@ -393,8 +397,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
         return javaStatus;
 
     LocalRef<jobject> ti;
-    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
-                           kTargetInfoNull, ti));
+    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), kGetTargetInfo, kTargetInfoNull, ti));
     TARGETINFORMATION targetInfo{};
     javaStatus = getTargetInfo(env, ti.get(), &targetInfo);
     if (javaStatus != kStatusOk) {
@@ -411,10 +414,8 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
     }
     DVH_TRY(marshal::toJava(env, jTarget, targetClass.get(), &node, kNodeToTarget));
 
-    // The node object's lookup keeps the getTargetInfo text.
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), "getNodeInfo", kNodeInfoGetterSig, kTargetInfoMissing,
-                           "NULL javaNodeInfoObject!5\n", nodeInfo));
+    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), kGetNodeInfoOfTarget, "NULL javaNodeInfoObject!5\n", nodeInfo));
     DVH_TRY(setNodeInfo(env, nodeInfo.get(), &node.NodeInfo));
 
     LocalRef<jclass> tiClass = objectClass(env, ti.get());
@@ -430,11 +431,9 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSILunData(
     }
     LocalRef<jclass> lunClass = objectClass(env, jLun);
     LocalRef<jobject> ti;
-    DVH_TRY(getObjectField(env, jLun, lunClass.get(), "getTargetInfo", kTargetInfoGetterSig, kTargetInfoMissing,
-                           kTargetInfoNull, ti));
+    DVH_TRY(getObjectField(env, jLun, lunClass.get(), kGetTargetInfo, kTargetInfoNull, ti));
     LocalRef<jobject> inq;
-    DVH_TRY(getObjectField(env, jLun, lunClass.get(), "getSCSIInqInfo", kSCSIInqInfoGetterSig,
-                           "GetMethodID  getSCSIInqInfo call failed!\n", "NULL javaSCSIInqInfoObject!\n", inq));
+    DVH_TRY(getObjectField(env, jLun, lunClass.get(), kGetSCSIInqInfo, "NULL javaSCSIInqInfoObject!\n", inq));
 
     // The inquiry step does not fill this record; it is handed on cleared, so
     // the vendor matching of the WWULN step sees empty identifiers.

@@ -201,17 +201,10 @@ jint callUINT64GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cl
 }
 
 namespace dvh {
-jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const char* name, const char* signature,
-                    const char* missingMessage, const char* nullMessage, LocalRef<jobject>& out)
+jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const marshal::Method& getter, const char* nullMessage,
+                    LocalRef<jobject>& out)
 {
-    jmethodID mid = methodId(env, cls, name, signature);
-    if (!mid) {
-        std::fputs(missingMessage, stdout);
-        return kStatusLookupFailed;
-    }
-    out = LocalRef<jobject>(env, env->CallObjectMethod(obj, mid));
-    if (thrown(env))
-        return kStatusJavaThrew;
+    DVH_TRY(marshal::call(env, out, obj, cls, getter));
     if (!out) {
         std::fputs(nullMessage, stdout);
         return kStatusNullObject;

@@ -63,12 +63,13 @@ jint callUINT64SetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cl
 jint callUINT64GetMethod(JNIEnv* env, jobject jObj, const char* mName, jclass cls, uint64_t* val);
 
 namespace dvh {
-// Calls the object getter `name` with `signature` on obj. Prints
-// `missingMessage` and returns 4097 when the getter is missing, prints
-// `nullMessage` and returns 4099 when it answers null; otherwise stores the
-// object in `out` and returns 0 (kStatusJavaThrew when the getter threw).
-jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const char* name, const char* signature,
-                    const char* missingMessage, const char* nullMessage, LocalRef<jobject>& out);
+// Calls the object getter `getter` on obj (of class cls). Prints the
+// getter's missing-accessor message and returns 4097 when it is missing,
+// prints `nullMessage` and returns 4099 when it answers null; otherwise
+// stores the object in `out` and returns 0 (kStatusJavaThrew when the getter
+// threw).
+jint getObjectField(JNIEnv* env, jobject obj, jclass cls, const marshal::Method& getter, const char* nullMessage,
+                    LocalRef<jobject>& out);
 // The same through the call's identifiers of obj's class: `getter` carries
 // the missing-accessor message.
 jint getObjectField(JNIEnv* env, jobject obj, marshal::ClassIds& cls, const marshal::Method& getter,
