@@ -164,6 +164,11 @@ constexpr marshal::Method kNodeInfoOfEntry =
 constexpr marshal::Method kDeviceOfEntry =
     marshal::method("getDeviceEntry", kDevEntryGetterSig).message("GetMethodID  DevEntry call failed!\n");
 
+// Everything a NodeInfo is filled through, resolved in one lookup.
+constexpr marshal::Part kNodeInfoParts[] = {marshal::part(kNodeNames), marshal::part(kAddressSetters),
+                                            marshal::part(kNodePortalCount)};
+constexpr marshal::Bundle kNodeInfoBundle = marshal::bundle(kNodeInfoParts);
+
 jint nodeInfoToJava(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, marshal::IPAddrMaker& addresses,
                     const NODEINFOISCSI* node)
 {
@@ -172,6 +177,7 @@ jint nodeInfoToJava(JNIEnv* env, jobject jObj, marshal::ClassIds& cls, marshal::
         return kStatusOk;
     }
     cls.follow(env, jObj);
+    cls.prime(kNodeInfoBundle);
     jint status = marshal::toJava(env, jObj, cls, node, kNodeNames);
     if (status != kStatusOk)
         return thrownOnly(status);

@@ -81,6 +81,23 @@ void resolveMethod(JNIEnv* env, jclass cls, const void* key, size_t count, jmeth
         out[i] = lookup::rawMethod(env, cls, m[i].name, m[i].signature);
 }
 
+// Every part of a bundle, one after the other in `out`.
+void resolveBundle(JNIEnv* env, jclass cls, const void* key, size_t count, jmethodID* out)
+{
+    const auto* b = static_cast<const Bundle*>(key);
+    size_t at = 0;
+    for (size_t i = 0; i < b->count && at <= count; ++i) {
+        const Part& p = b->parts[i];
+        if (p.count > count - at)
+            break;
+        if (p.fields)
+            resolveFields(env, cls, p.key, p.count, out + at);
+        else
+            resolveMethod(env, cls, p.key, p.count, out + at);
+        at += p.count;
+    }
+}
+
 // The identifiers of a whole table on `cls`: from the cache, or null when the
 // walk must look each accessor up itself.
 const jmethodID* tableIds(JNIEnv* env, jclass cls, const Field* fields, size_t count)
@@ -554,6 +571,24 @@ jint addNew(JNIEnv* env, jobject holder, ClassIds& holderIds, ClassIds& made, co
         return kStatusLookupFailed;
     jmethodID adder = fieldId(env, holderIds.get(), holderIds.table(&entry, 1), &entry, 0);
     return addNewWith(env, holder, adder, made, static_cast<const uint8_t*>(record), entry);
+}
+
+void ClassIds::prime(const Bundle& b)
+{
+    if (!cls_ || b.count == 0 || remembered(b.parts[0].key, b.parts[0].count))
+        return;
+    size_t total = 0;
+    for (size_t i = 0; i < b.count; ++i)
+        total += b.parts[i].count;
+    // Keyed (and tagged) by the bundle itself: never mistaken for one of its parts.
+    const jmethodID* ids = lookup::methods(env_, cls_, &b, &b, total, resolveBundle);
+    if (!ids)
+        return;  // the parts are then looked up one by one
+    size_t at = 0;
+    for (size_t i = 0; i < b.count; ++i) {
+        remember(b.parts[i].key, b.parts[i].count, ids + at);
+        at += b.parts[i].count;
+    }
 }
 
 jint resolve(ClassIds& cls, const Method& m, jmethodID& out)

@@ -16,9 +16,10 @@ using dvh::thrown;
 
 namespace {
 constexpr const char* kIPAddrHolderSignature = "(Lcom/norvik/dvh/iscsi/model/IPAddr;)V";
+}  // namespace
 
 // The holder's setter of each address kind; any other kind is setIPAddress.
-constexpr dvh::marshal::Method kAddressSetters[] = {
+const dvh::marshal::Method kAddressSetters[kAddressKinds] = {
     dvh::marshal::method("setIPAddress", kIPAddrHolderSignature),
     dvh::marshal::method("setGateway", kIPAddrHolderSignature),
     dvh::marshal::method("setSubnetMask", kIPAddrHolderSignature),
@@ -31,13 +32,15 @@ constexpr dvh::marshal::Method kAddressSetters[] = {
     dvh::marshal::method("setTunnelIPAddr", kIPAddrHolderSignature),
 };
 
+namespace {
+
 // The new address to the holder's setter of its kind. A null holder (no
 // class) is reported like a holder without the setter.
 jint handOver(JNIEnv* env, jobject jObj, dvh::marshal::ClassIds& holder, jobject ipObj, int type)
 {
     // All the setters are resolved together, once per class.
     size_t kind = type >= kAddrGateway && type <= kAddrTunnel ? static_cast<size_t>(type) : size_t{kAddrIPAddress};
-    jmethodID setter = holder.method(kAddressSetters, sizeof kAddressSetters / sizeof kAddressSetters[0], kind);
+    jmethodID setter = holder.method(kAddressSetters, kAddressKinds, kind);
     if (!setter) {
         std::printf(type == kAddrSlpDa ? "GetMethodID setSlpDa - Obj call failed!\n"
                                        : "GetMethodID setIPAddress - Obj call failed!\n");

@@ -445,6 +445,34 @@ jint callVoidId(JNIEnv* env, jobject obj, jmethodID id, A... args)
 // One class for the length of a native call
 // ---------------------------------------------------------------------------
 
+// Tables and method groups that a routine uses together on one class: a
+// ClassIds resolves them as one lookup (one cache probe and one class
+// comparison instead of one per part). Parts and bundles have static storage.
+struct Part {
+    const void* key;  // the table or the group
+    size_t count;
+    bool fields;      // a table (Field[]) or a group (Method[])
+};
+template <size_t N>
+constexpr Part part(const Field (&table)[N])
+{
+    return Part{table, N, true};
+}
+template <size_t N>
+constexpr Part part(const Method (&group)[N])
+{
+    return Part{group, N, false};
+}
+struct Bundle {
+    const Part* parts;
+    size_t count;
+};
+template <size_t N>
+constexpr Bundle bundle(const Part (&parts)[N])
+{
+    return Bundle{parts, N};
+}
+
 // The identifiers of one class within one native call. A list method makes
 // every element from one class and finds the parts its getters hand back
 // mostly of one class: a ClassIds asks the lookup layer once per table or
@@ -481,6 +509,10 @@ public:
     // The identifier of group[i], the methods of `group` (an array of static
     // storage) being resolved together.
     jmethodID method(const Method* group, size_t count, size_t i);
+    // Resolves every part of `b` on the class in one lookup, unless its first
+    // part is known already; later table() and method() calls for the parts
+    // find them here. Missing accessors stay null, as part by part.
+    void prime(const Bundle& b);
 
 private:
     const jmethodID* remembered(const void* key, size_t count) const;
@@ -495,7 +527,7 @@ private:
     JNIEnv* env_ = nullptr;
     jclass cls_ = nullptr;
     LocalRef<jclass> owned_;
-    Known known_[kKnown] = {};
+    Known known_[kKnown];  // only the first used_ are ever read: not cleared (two per call add up)
     size_t used_ = 0;
 };
 

@@ -26,6 +26,10 @@ enum IPAddrKind : int {
     kAddrSource = 8,
     kAddrTunnel = 9,
 };
+constexpr size_t kAddressKinds = 10;
+// The holder's setters by kind, resolved together as one group (a part of a
+// bundle for classes that hold addresses).
+extern const dvh::marshal::Method kAddressSetters[kAddressKinds];
 
 // Builds an IPAddr from the 16 address bytes and hands it to the holder's
 // setter chosen by `type`. Failures print one line; the result is 0, or
