@@ -228,8 +228,13 @@ jint fillDevDBEntry(JNIEnv* env, jobject obj, DDBClasses& classes, const DEVICEE
 
 jint setNodeInfo(JNIEnv* env, jobject jObj, const NODEINFOISCSI* node)
 {
-    marshal::ClassIds cls;
     marshal::IPAddrMaker addresses;
+    return setNodeInfo(env, jObj, addresses, node);
+}
+
+jint setNodeInfo(JNIEnv* env, jobject jObj, marshal::IPAddrMaker& addresses, const NODEINFOISCSI* node)
+{
+    marshal::ClassIds cls;
     return nodeInfoToJava(env, jObj, cls, addresses, node);
 }
 

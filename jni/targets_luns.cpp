@@ -132,6 +132,15 @@ constexpr Method kGetNodeInfoOfTarget = method("getNodeInfo", kNodeInfoGetterSig
 constexpr Method kGetSCSIInqInfo =
     method("getSCSIInqInfo", kSCSIInqInfoGetterSig).message("GetMethodID  getSCSIInqInfo call failed!\n");
 
+// What getiSCSITargetData uses on the target object and on its TargetInfo,
+// each resolved in one lookup.
+constexpr marshal::Part kTargetParts[] = {marshal::part(kGetInstance), marshal::part(kPortalToTarget),
+                                          marshal::part(kGetTargetInfo), marshal::part(kNodeToTarget),
+                                          marshal::part(kGetNodeInfoOfTarget)};
+constexpr marshal::Bundle kTargetBundle = marshal::bundle(kTargetParts);
+constexpr marshal::Part kTargetInfoParts[] = {marshal::part(kTargetInfoFromJava), marshal::part(kNodeToTargetInfo)};
+constexpr marshal::Bundle kTargetInfoBundle = marshal::bundle(kTargetInfoParts);
+
 static_assert(marshal::validTable(kTargetInfoFromJava) && marshal::validTable(kTargetInfoNotSupported) &&
                   marshal::validTable(kPortalToTarget) && marshal::validTable(kNodeToTarget) &&
                   marshal::validTable(kNodeToTargetInfo) && marshal::validTable(kInquiryToJava),
@@ -368,8 +377,10 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
         std::printf("Too many targets from Java!\n");
         return kStatusBadIndex;
     }
+    marshal::ClassIds target(env, targetClass.get());
+    target.prime(kTargetBundle);
     jint targetInstance = 0;
-    DVH_TRY(marshal::call(env, targetInstance, jTarget, targetClass.get(), kGetInstance));
+    DVH_TRY(marshal::call(env, targetInstance, jTarget, target, kGetInstance));
 
     // With targets known, the instance is a position in the adapter's device
     // database and the entry's target id is used; without, the instance itself.
@@ -390,16 +401,21 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
         return static_cast<jint>(status);
     }
     // The host name is read up to its terminating zero, never past its field.
-    jint javaStatus = marshal::toJava(env, jTarget, targetClass.get(), &portal, kPortalToTarget);
+    marshal::IPAddrMaker addresses;  // the portal's and the node's address
+    jint javaStatus = marshal::toJava(env, jTarget, target, addresses, &portal, kPortalToTarget);
     if (javaStatus == kStatusLookupFailed)
         return kStatusOk;
     if (javaStatus != kStatusOk)
         return javaStatus;
 
     LocalRef<jobject> ti;
-    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), kGetTargetInfo, kTargetInfoNull, ti));
+    DVH_TRY(getObjectField(env, jTarget, target, kGetTargetInfo, kTargetInfoNull, ti));
+    // Read, and at the end written, through one set of identifiers.
+    marshal::ClassIds targetInfoIds;
+    targetInfoIds.follow(env, ti.get());
+    targetInfoIds.prime(kTargetInfoBundle);
     TARGETINFORMATION targetInfo{};
-    javaStatus = getTargetInfo(env, ti.get(), &targetInfo);
+    javaStatus = marshal::fromJava(env, ti.get(), targetInfoIds, &targetInfo, kTargetInfoFromJava);
     if (javaStatus != kStatusOk) {
         if (javaStatus != kStatusJavaThrew)
             std::printf("getTargetInfo failed!\n");
@@ -412,14 +428,13 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSITargetDa
         std::printf("SDGetDiscNodePropertyiSCSI returned %x\n", status);
         return static_cast<jint>(status);
     }
-    DVH_TRY(marshal::toJava(env, jTarget, targetClass.get(), &node, kNodeToTarget));
+    DVH_TRY(marshal::toJava(env, jTarget, target, &node, kNodeToTarget));
 
     LocalRef<jobject> nodeInfo;
-    DVH_TRY(getObjectField(env, jTarget, targetClass.get(), kGetNodeInfoOfTarget, "NULL javaNodeInfoObject!5\n", nodeInfo));
-    DVH_TRY(setNodeInfo(env, nodeInfo.get(), &node.NodeInfo));
+    DVH_TRY(getObjectField(env, jTarget, target, kGetNodeInfoOfTarget, "NULL javaNodeInfoObject!5\n", nodeInfo));
+    DVH_TRY(setNodeInfo(env, nodeInfo.get(), addresses, &node.NodeInfo));
 
-    LocalRef<jclass> tiClass = objectClass(env, ti.get());
-    return marshal::toJava(env, ti.get(), tiClass.get(), &node, kNodeToTargetInfo);
+    return marshal::toJava(env, ti.get(), targetInfoIds, &node, kNodeToTargetInfo);
 }
 
 JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getiSCSILunData(JNIEnv* env, jobject obj, jint dev,

@@ -15,6 +15,8 @@ jint setiSCSIDevDDBEntry(JNIEnv* env, jobject javaDevDBEntryObject, const DEVICE
 // NODEINFOISCSI <-> NodeInfo and ISCSIDEVICE <-> DevEntry. Failures only
 // print; the result is 0 or kStatusJavaThrew.
 jint setNodeInfo(JNIEnv* env, jobject jObj, const NODEINFOISCSI* node);
+// The same with the caller's IPAddr maker (one per native call).
+jint setNodeInfo(JNIEnv* env, jobject jObj, dvh::marshal::IPAddrMaker& addresses, const NODEINFOISCSI* node);
 jint getNodeInfo(JNIEnv* env, jobject javaNodeInfoObject, NODEINFOISCSI* node);
 jint setiSCSIDevEntry(JNIEnv* env, jobject jObj, const ISCSIDEVICE* device);
 jint getiSCSIDevEntry(JNIEnv* env, jobject jObj, ISCSIDEVICE* device);

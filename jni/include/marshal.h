@@ -463,6 +463,7 @@ constexpr Part part(const Method (&group)[N])
 {
     return Part{group, N, false};
 }
+constexpr Part part(const Method& m) { return Part{&m, 1, false}; }
 struct Bundle {
     const Part* parts;
     size_t count;
