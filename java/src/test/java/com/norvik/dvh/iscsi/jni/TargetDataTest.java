@@ -257,6 +257,28 @@ class TargetDataTest extends NativeTestBase {
         assertEquals("GetMethodID getNumberDiskTargets call failed!\n", out);
     }
 
+    @Test
+    void targetClassesTakenInTurnEachKeepTheirOwnAccessorsOnEveryCall() {
+        // The target's accessors are resolved together per class: a class lacking a node
+        // setter fails at it on every call, and a complete class in between is not disturbed.
+        loadTwoTargets();
+        for (int round = 0; round < 3; round++) {
+            PortalOnly p = new PortalOnly();
+            assertEquals("GetMethodID setSessionID - Obj call failed!\n", targetData(adapter(0), p));
+            assertEquals(4097, status);
+            assertEquals(List.of("setNodeCount 3", "setHostName grebe-6.lab.example", "setTCPPortNumber 3266",
+                    "setIPAddress 10.1.2.6", "getTargetInfo"), p.called);
+
+            Target t = new Target(6);
+            t.getTargetInfo().setTargetID(6);
+            assertEquals("", targetData(adapter(0), t));
+            assertEquals(0, status);
+            assertEquals(0xff06, t.getPortalGroup());
+            assertEquals(IPAddr.of("10.1.2.6"), t.getNodeInfo().getIPAddress());
+            assertEquals("1:46:9", t.getTargetInfo().address());
+        }
+    }
+
     /** An adapter object with a count of disk targets but without its device database. */
     public static class CountOnly {
         public int getNumberDiskTargets() {
