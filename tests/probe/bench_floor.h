@@ -152,6 +152,41 @@ inline void callShorts(JNIEnv* env, jobject obj, jmethodID id, const uint8_t* by
     env->DeleteLocalRef(a);
 }
 
+// New IPAddr objects: the model class and its constructor and setAddress,
+// resolved once by prepareIPMaker.
+inline Id gIPMake[] = {{"<init>", "()V"}, {"setAddress", "([S)V"}};
+inline jclass gIPMakeClass;
+
+inline bool prepareIPMaker(JNIEnv* env)
+{
+    return resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake);
+}
+
+// A new IPAddr of `n` address bytes (the rest zero) handed to `setter`.
+inline void setIP(JNIEnv* env, jobject holder, jmethodID setter, const uint8_t* bytes, size_t n)
+{
+    uint8_t all[16] = {};
+    std::memcpy(all, bytes, n < sizeof all ? n : sizeof all);
+    jobject ip = newObj(env, gIPMakeClass, gIPMake[0].id);
+    callShorts(env, ip, gIPMake[1].id, all, 16);
+    callV(env, holder, setter, ip);
+    env->DeleteLocalRef(ip);
+}
+
+// A node's names, address and portal count onto a NodeInfo (gNodeWrite
+// resolved on its class, the IPAddr maker prepared).
+inline Id gNodeWrite[] = {{"setiSCSIName", kStr}, {"setAlias", kStr}, {"setIPAddress", kIP}, {"setPortalCount", "(I)V"}};
+
+template <class Node>
+void nodeToJava(JNIEnv* env, jobject info, const Node& n)
+{
+    classOf(env, info);
+    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
+    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
+    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
+    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
+}
+
 }  // namespace floors
 
 #endif  // DVH_BENCH_FLOOR_H

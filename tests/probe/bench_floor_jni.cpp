@@ -42,7 +42,6 @@ Id gEntry[] = {
     {"setTargetPortalGroupID", "(I)V"}, {"getNodeInfo", "()Lcom/norvik/dvh/iscsi/model/NodeInfo;"},
     {"getDeviceEntry", "()Lcom/norvik/dvh/iscsi/model/DevEntry;"},
 };
-Id gNode[] = {{"setiSCSIName", kStr}, {"setAlias", kStr}, {"setIPAddress", kIP}, {"setPortalCount", "(I)V"}};
 Id gDev[] = {
     {"setiSCSIOptions", "(S)V"}, {"setTaskManagementTimeout", "(S)V"}, {"setRxTCPWindowScale", "(S)V"},
     {"setTxTCPWindowScale", "(S)V"}, {"setRetryDelay", "(S)V"}, {"setDeviceType", "(I)V"},
@@ -57,44 +56,23 @@ Id gInitFW[] = {
     {"getDevEntry", "()Lcom/norvik/dvh/iscsi/model/DevEntry;"},
 };
 Id gInitFWDev[] = {{"setTaskManagementTimeout", "(S)V"}, {"setRxTCPWindowScale", "(S)V"}};
-Id gIPAddr[] = {{"<init>", "()V"}, {"setAddress", "([S)V"}};
 Id gDDBCtor[] = {{"<init>", "()V"}};
 Id gCallback[] = {{"jniAENCallBack", "(III)I"}};
 
-jclass gIPAddrClass;
 jclass gDDBClass;
 
 // Resolves everything once per class of the objects given (all the same
 // classes in a benchmark run).
 bool prepare(JNIEnv* env, jobject hba)
 {
-    if (!gIPAddrClass)
-        gIPAddrClass = globalClass(env, "com/norvik/dvh/iscsi/model/IPAddr");
     if (!gDDBClass)
         gDDBClass = globalClass(env, "com/norvik/dvh/iscsi/model/DevDBEntry");
-    if (!gIPAddrClass || !gDDBClass)
+    if (!gDDBClass || !prepareIPMaker(env))
         return false;
     jclass hc = env->GetObjectClass(hba);
-    bool ok = resolve(env, hc, gHba) && resolve(env, gIPAddrClass, gIPAddr) && resolve(env, gDDBClass, gDDBCtor) &&
-              resolve(env, gDDBClass, gEntry);
+    bool ok = resolve(env, hc, gHba) && resolve(env, gDDBClass, gDDBCtor) && resolve(env, gDDBClass, gEntry);
     env->DeleteLocalRef(hc);
     return ok;
-}
-
-template <class T>
-T fieldOf(const void* p)
-{
-    T v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-void address(JNIEnv* env, jobject holder, jmethodID setter, const ISCSIIPADDR& addr)
-{
-    jobject ip = newObj(env, gIPAddrClass, gIPAddr[0].id);
-    callShorts(env, ip, gIPAddr[1].id, addr.IPAddress, 16);
-    callV(env, holder, setter, ip);
-    env->DeleteLocalRef(ip);
 }
 
 void devEntry(JNIEnv* env, jobject dev, const ISCSIDEVICE& d)
@@ -145,13 +123,8 @@ void ddbEntry(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, const DEVICEENTRYIS
     callV(env, obj, gEntry[12].id, static_cast<jint>(e.TargetPortalGroupID));
 
     jobject node = callObj(env, obj, gEntry[13].id);
-    jclass nc = env->GetObjectClass(node);
-    resolve(env, nc, gNode);
-    env->DeleteLocalRef(nc);
-    callText(env, node, gNode[0].id, e.EntryInfo.iSCSIName, sizeof e.EntryInfo.iSCSIName);
-    callText(env, node, gNode[1].id, e.EntryInfo.Alias, sizeof e.EntryInfo.Alias);
-    address(env, node, gNode[2].id, e.EntryInfo.IPAddr);
-    callV(env, node, gNode[3].id, static_cast<jint>(e.EntryInfo.PortalCount));
+    resolveOn(env, node, gNodeWrite);  // once, on the first entry
+    nodeToJava(env, node, e.EntryInfo);
     env->DeleteLocalRef(node);
 
     jobject dev = callObj(env, obj, gEntry[14].id);
@@ -169,11 +142,11 @@ void firmware(JNIEnv* env, jobject hba, SDMGT_HANDLE handle, jint dev)
     INITFWISCSI block{};
     SDGetInitFW(handle, &block);
     std::printf("\n** Getting HBA Port Data From HBA[handle:index]=%d:%d ***** \n", handle, dev);
-    address(env, hba, gHba[kHbaAddr].id, block.IPAddr);
-    address(env, hba, gHba[kHbaAddr + 1].id, block.Gateway);
-    address(env, hba, gHba[kHbaAddr + 2].id, block.SubnetMask);
-    address(env, hba, gHba[kHbaAddr + 3].id, block.PrimaryDNS.IPAddr);
-    address(env, hba, gHba[kHbaAddr + 4].id, block.SLPDAAddr);
+    setIP(env, hba, gHba[kHbaAddr].id, block.IPAddr.IPAddress, 16);
+    setIP(env, hba, gHba[kHbaAddr + 1].id, block.Gateway.IPAddress, 16);
+    setIP(env, hba, gHba[kHbaAddr + 2].id, block.SubnetMask.IPAddress, 16);
+    setIP(env, hba, gHba[kHbaAddr + 3].id, block.PrimaryDNS.IPAddr.IPAddress, 16);
+    setIP(env, hba, gHba[kHbaAddr + 4].id, block.SLPDAAddr.IPAddress, 16);
     jobject initFW = callObj(env, hba, gHba[kHbaInitFW].id);
     jclass ic = env->GetObjectClass(initFW);
     resolve(env, ic, gInitFW);

@@ -194,20 +194,6 @@ void ddbFromJava(JNIEnv* env, jobject e, DEVICEENTRYISCSI& r)
 
 // --- getSecurityPoliciesTable ------------------------------------------------
 
-Id gIPMake[] = {{"<init>", "()V"}, {"setAddress", "([S)V"}};
-jclass gIPMakeClass;
-
-// A new IPAddr of `n` address bytes (the rest zero) handed to `setter`.
-void setIP(JNIEnv* env, jobject holder, jmethodID setter, const uint8_t* bytes, size_t n)
-{
-    uint8_t all[16] = {};
-    std::memcpy(all, bytes, n);
-    jobject ip = newObj(env, gIPMakeClass, gIPMake[0].id);
-    callShorts(env, ip, gIPMake[1].id, all, 16);
-    callV(env, holder, setter, ip);
-    env->DeleteLocalRef(ip);
-}
-
 Id gPolicyHba[] = {{"addSecurityPolicyEntry", "(Lcom/norvik/dvh/iscsi/model/SecurityPolicyEntry;)V"}};
 Id gPolicyWrite[] = {
     {"<init>", "()V"}, {"setKind", "(I)V"}, {"setPriority", "(I)V"}, {"setProtocol", "(I)V"},
@@ -562,17 +548,6 @@ void chapFromJava(JNIEnv* env, jobject obj, CHAPTABLE& e)
 
 // --- Adapter node, chip, iSNS configuration, boot settings ------------------
 
-Id gNodeWrite[] = {{"setiSCSIName", kStr}, {"setAlias", kStr}, {"setIPAddress", kIP}, {"setPortalCount", "(I)V"}};
-// A node's names, address and portal count onto a NodeInfo.
-void nodeToJava(JNIEnv* env, jobject info, const NODEINFOISCSI& n)
-{
-    classOf(env, info);
-    callText(env, info, gNodeWrite[0].id, n.iSCSIName, sizeof n.iSCSIName);
-    callText(env, info, gNodeWrite[1].id, n.Alias, sizeof n.Alias);
-    setIP(env, info, gNodeWrite[2].id, n.IPAddr.IPAddress, 16);
-    callV(env, info, gNodeWrite[3].id, static_cast<jint>(n.PortalCount));
-}
-
 Id gChipWrite[] = {{"setBoardModel", kStr}, {"setChipVersion", "(I)V"}};
 Id gIsnsConfigWrite[] = {
     {"setEnableiSNSDiscoveryFlag", "(I)V"}, {"setAutomaticDiscoveryFlag", "(I)V"}, {"setServerIPAddress", "([SI)V"},
@@ -640,7 +615,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_securityPolicie
                                                                                   jobject hba)
 {
     if (!resolveOn(env, hba, gPolicyHba) ||
-        !resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake) ||
+        !prepareIPMaker(env) ||
         !resolveModel(env, gPolicyClass, "com/norvik/dvh/iscsi/model/SecurityPolicyEntry", gPolicyWrite) ||
         !resolveModel(env, gTransformClass, "com/norvik/dvh/iscsi/model/SecurityTransform", gTransformWrite))
         return -1;
@@ -914,7 +889,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_adapterInfo(JNI
                                                                              jobject info)
 {
     if (!resolveOn(env, info, gNodeWrite) ||
-        !resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake))
+        !prepareIPMaker(env))
         return -1;
     HBAISCSINODE node{};
     SDGetHbaDeviceNodePropertyiSCSI(static_cast<SDMGT_HANDLE>(handle), &node);
@@ -1001,7 +976,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_targetData(JNIE
                                                                             jobject hba, jobject target)
 {
     if (!resolveOn(env, hba, gTargetHba) || !resolveOn(env, target, gTarget) ||
-        !resolveModel(env, gIPMakeClass, "com/norvik/dvh/iscsi/model/IPAddr", gIPMake))
+        !prepareIPMaker(env))
         return -1;
     auto h = static_cast<SDMGT_HANDLE>(handle);
     classOf(env, target);
