@@ -189,6 +189,13 @@ SIM_JNI jstring JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_stateJson(JNIEn
   return env->NewStringUTF(text.data());
 }
 
+SIM_JNI jstring JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_loadFailure(JNIEnv* env, jclass) {
+  std::string reason = izksim_load_failure();
+  for (char& ch : reason)  // a file name in it need not be modified UTF-8
+    if (static_cast<unsigned char>(ch) >= 0x80) ch = '?';
+  return env->NewStringUTF(reason.c_str());
+}
+
 SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_clearCallLog(JNIEnv*, jclass) { izksim_clear_call_log(); }
 
 SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_pushEvent(JNIEnv* env, jclass, jint instance, jint code,

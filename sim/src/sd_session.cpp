@@ -46,6 +46,13 @@ SD_EXPORT const char* SDGetErrorStringiSCSI(SD_STATUS status) {
   SdCall c("SDGetErrorStringiSCSI");
   c.arg("status", status);
   const char* text = izksim::status_text(status);
+  const std::string& failure = izksim::Sim::get().loadFailure;
+  if (status == IZKSIM_ST_SCENARIO_ERROR && !failure.empty()) {
+    // The reason goes with the text, for whoever prints it.
+    static thread_local std::string withReason;
+    withReason = std::string(text) + ": " + failure;
+    text = withReason.c_str();
+  }
   c.done(IZKSIM_OK);
   return text;
 }

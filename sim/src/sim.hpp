@@ -52,6 +52,7 @@ class Sim {
   State state;
   bool loaded = false;
   std::string lastError;
+  std::string loadFailure;  // why the last reset loaded nothing; empty while a scenario is loaded
   std::map<std::string, Fault> faults;
   std::deque<CallRecord> log;
   size_t logBytes = 0;
@@ -67,6 +68,7 @@ class Sim {
   // or empties it (keep=false). `origin` names the source in messages.
   uint32_t load_text(const std::string& text, const std::string& origin, bool keep);
   uint32_t load_file(const std::string& path, bool keep);
+  uint32_t failed_load(bool keep);
   void close_trace();
   void append_log(CallRecord&& rec);
   std::string log_json();

@@ -46,6 +46,7 @@ uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool
     log.clear();
     logBytes = 0;
     lastError.clear();
+    loadFailure.clear();
     loaded = true;
     return IZKSIM_OK;
   } catch (const LoadError& e) {
@@ -55,6 +56,13 @@ uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool
   } catch (const std::exception& e) {
     lastError = origin + ": " + e.what();
   }
+  return failed_load(keep);
+}
+
+// A failed explicit load keeps the state; a failed reset leaves no adapters and
+// every SD function answers IZKSIM_ST_SCENARIO_ERROR until a scenario loads, so
+// that a broken scenario is not taken for a machine without adapters.
+uint32_t Sim::failed_load(bool keep) {
   if (!keep) {
     close_trace();
     state = State();
@@ -62,10 +70,11 @@ uint32_t Sim::load_text(const std::string& text, const std::string& origin, bool
     faults.clear();
     log.clear();
     logBytes = 0;
+    loadFailure = lastError;
+    // Say why where someone will see it.
+    std::fprintf(stderr, "izksim: %s\n", lastError.c_str());
   }
   loaded = true;
-  // A failed reset leaves no adapters; say why where someone will see it.
-  if (!keep) std::fprintf(stderr, "izksim: %s\n", lastError.c_str());
   return IZKSIM_ST_SCENARIO_ERROR;
 }
 
@@ -74,17 +83,7 @@ uint32_t Sim::load_file(const std::string& path, bool keep) {
   if (!in) {
     const int err = errno;
     lastError = "cannot read scenario file \"" + path + "\": " + std::strerror(err);
-    if (!keep) {
-      close_trace();
-      state = State();
-      reset_clock();
-      faults.clear();
-      log.clear();
-      logBytes = 0;
-    }
-    loaded = true;
-    if (!keep) std::fprintf(stderr, "izksim: %s\n", lastError.c_str());
-    return IZKSIM_ST_SCENARIO_ERROR;
+    return failed_load(keep);
   }
   std::ostringstream text;
   text << in.rdbuf();
@@ -216,6 +215,12 @@ SdCall& SdCall::rec(const char* name, const void* data, size_t size) {
 }
 
 bool SdCall::faulted() {
+  if (!sim_.loadFailure.empty()) {
+    // No scenario: the call is refused, and its log entry says why.
+    status_ = IZKSIM_ST_SCENARIO_ERROR;
+    rec_.texts.emplace_back("scenarioError", sim_.loadFailure);
+    return true;
+  }
   auto it = sim_.faults.find(rec_.fn);
   if (it == sim_.faults.end()) return recorded_failure() || chaos_fault(rec_.fn, status_);
   status_ = it->second.status;
@@ -465,6 +470,15 @@ IZKSIM_EXPORT const char* izksim_last_error(void) {
   Sim& sim = Sim::get();
   std::lock_guard<std::mutex> lock(sim.mu);
   copy = sim.lastError;
+  return copy.c_str();
+}
+
+IZKSIM_EXPORT const char* izksim_load_failure(void) {
+  static thread_local std::string copy;
+  Sim& sim = Sim::get();
+  std::lock_guard<std::mutex> lock(sim.mu);
+  sim.ensure_loaded();
+  copy = sim.loadFailure;
   return copy.c_str();
 }
 

@@ -69,12 +69,26 @@ TEST_F(SimTest, EnvironmentNamesTheScenarioReadOnReset) {
   EXPECT_EQ(0u, SDGetVersioniSCSI(v, sizeof v));
   EXPECT_STREQ("T1", v);
 
-  // A broken file leaves no adapters and says why.
+  // A broken file leaves no adapters and says why: every SD function answers the scenario
+  // error, its call log entry and the error's text carry the reason, until a scenario loads.
   { std::ofstream(path) << R"({"adapters": 5})"; }
   EXPECT_EQ(int(IZKSIM_ST_SCENARIO_ERROR), izksim_reset());
-  EXPECT_NE(nullptr, std::strstr(izksim_last_error(), "adapters: expected an array, found number"));
+  const std::string reason = "scenario file \"" + path + "\": adapters: expected an array, found number";
+  EXPECT_EQ(reason, izksim_last_error());
+  EXPECT_EQ(reason, izksim_load_failure());
   SDMGT_HANDLE h = 0;
-  EXPECT_EQ(IZKSIM_ST_NO_SUCH_INSTANCE, SDOpenDeviceiSCSI(3, &h));
+  EXPECT_EQ(IZKSIM_ST_SCENARIO_ERROR, SDOpenDeviceiSCSI(0, &h));
+  EXPECT_EQ(IZKSIM_ST_SCENARIO_ERROR, SDGetVersioniSCSI(v, sizeof v));
+  EXPECT_EQ("Scenario could not be loaded: " + reason, SDGetErrorStringiSCSI(IZKSIM_ST_SCENARIO_ERROR));
+  const json log = call_log();
+  ASSERT_EQ(3u, log.size());
+  EXPECT_EQ(reason, log[0]["text"]["scenarioError"]);
+  EXPECT_EQ(IZKSIM_ST_SCENARIO_ERROR, log[1]["status"]);
+  EXPECT_EQ(0u, log[2]["status"]);  // the text is answered, not refused
+  ASSERT_EQ(0, izksim_load_scenario_json(kOneAdapter)) << izksim_last_error();
+  EXPECT_STREQ("", izksim_load_failure());
+  EXPECT_EQ(0u, SDOpenDeviceiSCSI(3, &h));
+  EXPECT_STREQ("Scenario could not be loaded", SDGetErrorStringiSCSI(IZKSIM_ST_SCENARIO_ERROR));
   unsetenv("IZKSDM_SCENARIO");
   std::remove(path.c_str());
 }

@@ -60,7 +60,8 @@ extern "C" {
  * call log, event queues, the debug trace and the clock's advance
  * (izksim_advance_clock). Returns 0 or
  * IZKSIM_ST_SCENARIO_ERROR (text in izksim_last_error). After a failed load
- * the simulator holds no adapters. */
+ * the simulator holds no adapters and its SD functions answer
+ * IZKSIM_ST_SCENARIO_ERROR (see izksim_load_failure). */
 IZKSIM_EXPORT int izksim_reset(void);
 
 /* Replace the whole state by the scenario given as JSON text (or read from
@@ -73,6 +74,17 @@ IZKSIM_EXPORT int izksim_load_scenario_file(const char* path);
 /* Text of the last scenario load error ("" when the last load succeeded).
  * The pointer stays valid until the calling thread asks again. */
 IZKSIM_EXPORT const char* izksim_last_error(void);
+
+/* Why the simulator holds no scenario: the reason izksim_reset (or the first
+ * use, with IZKSDM_SCENARIO) could not load the scenario it was given, or ""
+ * while a scenario is loaded. During such a failure every SD function except
+ * SDGetErrorStringiSCSI answers IZKSIM_ST_SCENARIO_ERROR, each such call
+ * carries the reason in the call log (text "scenarioError"), and
+ * SDGetErrorStringiSCSI(IZKSIM_ST_SCENARIO_ERROR) answers
+ * "Scenario could not be loaded: <reason>". A failed izksim_load_scenario_*
+ * keeps the state it had and starts no such failure. The pointer stays valid
+ * until the calling thread asks again. */
+IZKSIM_EXPORT const char* izksim_load_failure(void);
 
 /* Make the SD function `function` return `status` without doing its work:
  * on its next call only (once != 0) or on every call until cleared. A new

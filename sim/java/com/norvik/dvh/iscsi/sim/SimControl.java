@@ -26,6 +26,12 @@ public final class SimControl {
   /** Reloads the default scenario (or $IZKSDM_SCENARIO); clears faults, call log, events, trace, clock. */
   public static native void reset();
 
+  /**
+   * Why the simulator holds no scenario ("" while one is loaded): a reset could not load the file
+   * named by IZKSDM_SCENARIO, and every SD function answers 0x200000F1 until a scenario loads.
+   */
+  public static native String loadFailure();
+
   /** Replaces the state with the scenario given as JSON text; IllegalArgumentException on errors. */
   public static native void loadScenario(String json);
 

@@ -48,7 +48,8 @@ import picocli.CommandLine.ParameterException;
         exitCodeList = {
             "0:every test ran to its end and passed",
             "1:a test failed or could not run (a native call failed, the adapter could not be opened)",
-            "2:the native library could not be loaded, or the command line is wrong",
+            "2:the native library could not be loaded, the simulated adapters' scenario could not be loaded "
+                    + "(the reason in one line), or the command line is wrong",
             "3:stopped (Ctrl-C) before the end"})
 public class Diagnose implements Callable<Integer> {
 
@@ -208,6 +209,9 @@ public class Diagnose implements Callable<Integer> {
         } catch (LinkageError e) {
             cl.getErr().println("dvh-examine: cannot load the native library dvhiscsi: " + e.getMessage());
             cl.getErr().flush();
+            return 2;
+        }
+        if (SimulatedScenario.reportFailure(cl.getErr())) {
             return 2;
         }
         CountDownLatch done = new CountDownLatch(1);

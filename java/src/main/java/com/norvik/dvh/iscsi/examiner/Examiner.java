@@ -81,8 +81,9 @@ import picocli.CommandLine.TypeConversionException;
             "0:every adapter was read in full (with --watch: every native call of the watch succeeded)",
             "1:the report is incomplete: a native call failed (see the problems listed per adapter; with "
                     + "--watch, the problem lines)",
-            "2:the native library could not be loaded, the report could not be written, or the command "
-                    + "line is wrong"})
+            "2:the native library could not be loaded, the simulated adapters' scenario could not be "
+                    + "loaded (the reason in one line), the report could not be written, or the command line is "
+                    + "wrong"})
 public class Examiner implements Callable<Integer> {
 
     /** Highest number of adapter instances the native library handles. */
@@ -178,6 +179,9 @@ public class Examiner implements Callable<Integer> {
         } catch (LinkageError e) {
             err.println("dvh-examine: cannot load the native library dvhiscsi: " + e.getMessage());
             err.flush();
+            return 2;
+        }
+        if (SimulatedScenario.reportFailure(err)) {
             return 2;
         }
         if (watchSeconds != null) {

@@ -20,6 +20,8 @@ import java.util.concurrent.TimeUnit;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
 
 class ExaminerTest extends ExaminerTestBase {
 
@@ -336,5 +338,44 @@ class ExaminerTest extends ExaminerTestBase {
         assertEquals(2, report.get("adapters").size());
         String err = Files.readString(stderrFile, StandardCharsets.ISO_8859_1);
         assertTrue(err.contains("Getting HBA Port DDB Data"), err);
+    }
+
+    /**
+     * A scenario the simulator cannot load is no machine without adapters: every mode ends with exit
+     * code 2 and the simulator's reason in one line, and the report stays empty.
+     */
+    @ParameterizedTest
+    @CsvSource(delimiter = '|', value = {
+        "missing | ''",
+        "broken  | --json",
+        "missing | --watch 1",
+        "broken  | diag --loopback 1"})
+    void aScenarioThatCannotBeLoadedEndsWithItsReason(String kind, String args, @TempDir Path dir)
+            throws IOException, InterruptedException {
+        String launcher = System.getProperty("dvh.examine.launcher");
+        assumeTrue(launcher != null && Files.isExecutable(Path.of(launcher)), "launcher not given");
+        Path scenario = dir.resolve("site.json");
+        String reason = "cannot read scenario file \"" + scenario + "\": No such file or directory";
+        if (kind.equals("broken")) {
+            Files.writeString(scenario, "{\"adapters\": [");
+            reason = "scenario file \"" + scenario + "\": invalid JSON: ";
+        }
+        List<String> command = new ArrayList<>(List.of(launcher));
+        if (!args.isEmpty()) {
+            command.addAll(List.of(args.split(" ")));
+        }
+        ProcessBuilder pb = new ProcessBuilder(command)
+                .redirectOutput(dir.resolve("out").toFile()).redirectError(dir.resolve("err").toFile());
+        pb.environment().put("IZKSDM_SCENARIO", scenario.toString());
+        Process p = pb.start();
+        assertTrue(p.waitFor(120, TimeUnit.SECONDS), "launcher finished");
+        List<String> err = Files.readAllLines(dir.resolve("err"), StandardCharsets.ISO_8859_1);
+        assertEquals(2, p.exitValue(), String.join("\n", err));
+        assertEquals("", Files.readString(dir.resolve("out"), StandardCharsets.ISO_8859_1));
+        String last = err.get(err.size() - 1);
+        assertTrue(last.startsWith("dvh-examine: scenario could not be loaded: " + reason), last);
+        if (kind.equals("missing")) {
+            assertEquals("dvh-examine: scenario could not be loaded: " + reason, last);
+        }
     }
 }
