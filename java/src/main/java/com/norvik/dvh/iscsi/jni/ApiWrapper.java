@@ -15,8 +15,20 @@ package com.norvik.dvh.iscsi.jni;
  */
 public class ApiWrapper {
 
+    /**
+     * System property naming the native library's file by its absolute path; without it the library
+     * is looked for on {@code java.library.path}. The test kit sets it when it finds the library
+     * itself.
+     */
+    public static final String LIBRARY_PROPERTY = "dvhiscsi.library";
+
     static {
-        System.loadLibrary("dvhiscsi");
+        String path = System.getProperty(LIBRARY_PROPERTY);
+        if (path != null && !path.isEmpty()) {
+            System.load(path);
+        } else {
+            System.loadLibrary("dvhiscsi");
+        }
     }
 
     // Adapter sessions and library version

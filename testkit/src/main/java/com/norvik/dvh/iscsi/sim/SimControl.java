@@ -15,8 +15,19 @@ import java.util.List;
  * process's standard output (where the product prints its messages).
  */
 public final class SimControl {
+  /**
+   * System property naming the control library's file by its absolute path; without it
+   * libizksim_jni.so is looked for on {@code java.library.path}.
+   */
+  public static final String LIBRARY_PROPERTY = "izksim.jni.library";
+
   static {
-    System.loadLibrary("izksim_jni");
+    String path = System.getProperty(LIBRARY_PROPERTY);
+    if (path != null && !path.isEmpty()) {
+      System.load(path);
+    } else {
+      System.loadLibrary("izksim_jni");
+    }
   }
 
   private static final ObjectMapper MAPPER = new ObjectMapper();
