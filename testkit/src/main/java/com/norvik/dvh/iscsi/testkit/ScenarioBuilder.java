@@ -51,9 +51,17 @@ public final class ScenarioBuilder {
         return this;
     }
 
-    /** Adds (or changes) the adapter with this instance number. */
+    /**
+     * Adds (or changes) the adapter with this instance number. Its handle is 10 + instance unless
+     * {@link Adapter#handle(long)} says otherwise (the native library switches events on only for
+     * handles up to 32).
+     */
     public ScenarioBuilder adapter(int instance, Consumer<Adapter> body) {
-        body.accept(new Adapter(child(adapters(), "instance", instance)));
+        ObjectNode a = child(adapters(), "instance", instance);
+        if (!a.has("handle")) {
+            a.put("handle", 10 + instance);
+        }
+        body.accept(new Adapter(a));
         return this;
     }
 
@@ -67,8 +75,8 @@ public final class ScenarioBuilder {
         if (at.isNegative() || at.toMillis() % 1000 != 0) {
             throw new IllegalArgumentException("events fall due on whole seconds: " + at);
         }
-        ObjectNode adapter = child(adapters(), "instance", instance);
-        ObjectNode e = array(adapter, "eventScript").addObject();
+        adapter(instance, a -> { });
+        ObjectNode e = array(child(adapters(), "instance", instance), "eventScript").addObject();
         e.put("afterSeconds", at.toSeconds());
         e.put("code", hex(code));
         if (payload.length > 0) {
@@ -180,7 +188,7 @@ public final class ScenarioBuilder {
             super(json);
         }
 
-        /** The handle {@code SDOpenDeviceiSCSI} hands out (by default the simulator picks one). */
+        /** The handle {@code SDOpenDeviceiSCSI} hands out (by default 10 + instance). */
         public Adapter handle(long handle) {
             return set("handle", handle);
         }

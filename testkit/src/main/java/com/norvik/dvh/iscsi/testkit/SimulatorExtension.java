@@ -147,7 +147,8 @@ public final class SimulatorExtension implements BeforeEachCallback, AfterEachCa
                         "dvhiscsi test kit: scenario " + absolute + " could not be loaded: " + e.getMessage());
             }
         } else if (!config.resource().isEmpty()) {
-            load("class-path resource " + config.resource(), readResource(config.resource(), context));
+            String name = config.resource().startsWith("/") ? config.resource() : "/" + config.resource();
+            load("class-path resource " + name, readResource(name, context));
         } else if (!config.builder().isEmpty()) {
             load("scenario of " + config.builder() + "()", fromBuilder(config.builder(), context));
         }
@@ -163,14 +164,13 @@ public final class SimulatorExtension implements BeforeEachCallback, AfterEachCa
 
     private static String readResource(String name, ExtensionContext context) {
         Class<?> test = context.getRequiredTestClass();
-        String absolute = name.startsWith("/") ? name : "/" + name;
-        try (InputStream in = test.getResourceAsStream(absolute)) {
+        try (InputStream in = test.getResourceAsStream(name)) {
             if (in == null) {
-                throw new IllegalStateException("dvhiscsi test kit: class-path resource " + absolute + " not found");
+                throw new IllegalStateException("dvhiscsi test kit: class-path resource " + name + " not found");
             }
             return new String(in.readAllBytes(), StandardCharsets.UTF_8);
         } catch (IOException e) {
-            throw new IllegalStateException("dvhiscsi test kit: class-path resource " + absolute + ": " + e.getMessage());
+            throw new IllegalStateException("dvhiscsi test kit: class-path resource " + name + ": " + e.getMessage());
         }
     }
 
