@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <vector>
+#include <iterator>
+#include <utility>
 
 #include "adapter_sessions.h"
 #include "com_norvik_dvh_iscsi_jni_ApiWrapper.h"
@@ -53,6 +54,38 @@ constexpr Slot kArpSlots[] = {
     {offsetof(ARPTABLE, time_in), 1},
 };
 
+// One slot of an entry, its width known when compiling.
+template <uint32_t Width>
+jlong loadSlot(const uint8_t* at)
+{
+    static_assert(Width == 1 || Width == 2 || Width == 4, "slot width");
+    if constexpr (Width == 1) {
+        return at[0];
+    } else if constexpr (Width == 2) {
+        uint16_t v;
+        std::memcpy(&v, at, sizeof v);  // little-endian host and record
+        return v;
+    } else {
+        uint32_t v;
+        std::memcpy(&v, at, sizeof v);
+        return v;
+    }
+}
+
+template <const Slot* Slots, size_t... K>
+void readEntry(const uint8_t* entry, jlong* out, std::index_sequence<K...>)
+{
+    ((out[K] = loadSlot<Slots[K].width>(entry + Slots[K].offset)), ...);
+}
+
+// Every entry's longs, the slot table unrolled into fixed-offset loads.
+template <const Slot* Slots, size_t Count, size_t EntrySize>
+void readEntries(const uint8_t* buffer, uint32_t entries, jlong* out)
+{
+    for (uint32_t n = 0; n < entries; ++n)
+        readEntry<Slots>(buffer + size_t{n} * EntrySize, out + size_t{n} * Count, std::make_index_sequence<Count>{});
+}
+
 // One log: the library's log type, its record, the buffer's capacity, how
 // its entries become longs, the Java setter and the texts of its failures.
 struct LogKind {
@@ -60,6 +93,7 @@ struct LogKind {
     size_t entrySize;
     const Slot* slots;
     size_t slotCount;
+    void (*read)(const uint8_t* buffer, uint32_t entries, jlong* out);
     const marshal::Method* setter;
     const char* libraryFailure;  // printf format taking the status
 };
@@ -71,9 +105,19 @@ constexpr marshal::Method kSetConnErrorEntries = marshal::method("setConnectErro
 constexpr marshal::Method kSetArpEntries =
     marshal::method("setARPLogEntries", "([J)V").message("GetMethodID setConnectErrorLogEntries call failed!\n");
 
-constexpr LogKind kConnErrorLog{1, sizeof(CONNERRTABLE), kConnErrorSlots, std::size(kConnErrorSlots),
-                                &kSetConnErrorEntries, "SDGetLogs call failed! %x \n"};
-constexpr LogKind kArpLog{2, sizeof(ARPTABLE), kArpSlots, std::size(kArpSlots), &kSetArpEntries,
+constexpr LogKind kConnErrorLog{1,
+                                sizeof(CONNERRTABLE),
+                                kConnErrorSlots,
+                                std::size(kConnErrorSlots),
+                                readEntries<kConnErrorSlots, std::size(kConnErrorSlots), sizeof(CONNERRTABLE)>,
+                                &kSetConnErrorEntries,
+                                "SDGetLogs call failed! %x \n"};
+constexpr LogKind kArpLog{2,
+                          sizeof(ARPTABLE),
+                          kArpSlots,
+                          std::size(kArpSlots),
+                          readEntries<kArpSlots, std::size(kArpSlots), sizeof(ARPTABLE)>,
+                          &kSetArpEntries,
                           "SDGetLogs call failed!\n"};
 
 constexpr bool slotsInside(const LogKind& log)
@@ -88,12 +132,10 @@ static_assert(std::size(kConnErrorSlots) == 11 && std::size(kArpSlots) == 26, "l
 static_assert(kLogCapacity * sizeof(CONNERRTABLE) == 2560 && kLogCapacity * sizeof(ARPTABLE) == 3584, "log buffers");
 static_assert(slotsInside(kConnErrorLog) && slotsInside(kArpLog), "log slots");
 
-jlong readSlot(const uint8_t* entry, const Slot& slot)
-{
-    uint32_t value = 0;
-    std::memcpy(&value, entry + slot.offset, slot.width);  // little-endian host and record
-    return static_cast<jlong>(value);
-}
+// The larger log's buffer, and its longs.
+constexpr size_t kLogBufferBytes = kLogCapacity * sizeof(ARPTABLE) + 1;
+constexpr size_t kMostSlots = std::size(kArpSlots);
+static_assert(sizeof(ARPTABLE) >= sizeof(CONNERRTABLE) && kMostSlots >= std::size(kConnErrorSlots), "largest log");
 
 jint getLog(JNIEnv* env, jint dev, jobject jObj, const LogKind& log)
 {
@@ -105,9 +147,9 @@ jint getLog(JNIEnv* env, jint dev, jobject jObj, const LogKind& log)
     }
     // The capacity of 128 entries, plus one zero byte so that the window of
     // the last entry never reads past the buffer.
-    std::vector<uint8_t> buffer(kLogCapacity * log.entrySize + 1, 0);
+    uint8_t buffer[kLogBufferBytes] = {};
     uint32_t numEntries = 0;
-    const SD_STATUS status = SDGetLogs(handleAt(dev), log.logType, &numEntries, buffer.data());
+    const SD_STATUS status = SDGetLogs(handleAt(dev), log.logType, &numEntries, buffer);
     if (status != 0) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -117,16 +159,13 @@ jint getLog(JNIEnv* env, jint dev, jobject jObj, const LogKind& log)
     }
     // The library is trusted no further than the buffer's 128 entries.
     const uint32_t entries = std::min(numEntries, kLogCapacity);
-    std::vector<jlong> values(static_cast<size_t>(entries) * log.slotCount);
-    for (uint32_t n = 0; n < entries; ++n) {
-        const uint8_t* entry = buffer.data() + static_cast<size_t>(n) * log.entrySize;
-        for (size_t k = 0; k < log.slotCount; ++k)
-            values[n * log.slotCount + k] = readSlot(entry, log.slots[k]);
-    }
-    LocalRef<jlongArray> array(env, env->NewLongArray(static_cast<jsize>(values.size())));
+    const size_t count = static_cast<size_t>(entries) * log.slotCount;
+    jlong values[kLogCapacity * kMostSlots];  // the first `count` are written
+    log.read(buffer, entries, values);
+    LocalRef<jlongArray> array(env, env->NewLongArray(static_cast<jsize>(count)));
     if (!array)
         return kStatusJavaThrew;  // out of memory, left pending
-    env->SetLongArrayRegion(array.get(), 0, static_cast<jsize>(values.size()), values.data());
+    env->SetLongArrayRegion(array.get(), 0, static_cast<jsize>(count), values);
 
     LocalRef<jclass> cls = objectClass(env, jObj);
     return marshal::callVoid(env, jObj, cls.get(), *log.setter, array.get());

@@ -128,17 +128,28 @@ jint setBigInt(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, c
 
 jint setBigIntByIndex(JNIEnv* env, jobject obj, jmethodID mid, const uint8_t* record, const Field& f, bool reversed)
 {
-    for (uint32_t i = 0; i < f.width / 8; ++i) {
+    // The counters' arrays live in one local frame, dropped at once at the
+    // end, instead of one DeleteLocalRef each.
+    const uint32_t counters = f.width / 8;
+    if (env->PushLocalFrame(static_cast<jint>(counters > 0 ? counters : 1)) != 0)
+        return kStatusJavaThrew;  // out of memory, left pending
+    jint status = kStatusOk;
+    for (uint32_t i = 0; i < counters; ++i) {
         uint64_t value;
         std::memcpy(&value, record + f.offset + 8 * i, sizeof value);
-        LocalRef<jbyteArray> array = bigIntBytes(env, value, reversed);
-        if (!array)
-            return kStatusJavaThrew;
-        env->CallVoidMethod(obj, mid, array.get(), static_cast<jint>(i));
-        if (thrown(env))
-            return kStatusJavaThrew;
+        jbyteArray array = bigIntBytes(env, value, reversed).release();
+        if (!array) {
+            status = kStatusJavaThrew;
+            break;
+        }
+        env->CallVoidMethod(obj, mid, array, static_cast<jint>(i));
+        if (thrown(env)) {
+            status = kStatusJavaThrew;
+            break;
+        }
     }
-    return kStatusOk;
+    env->PopLocalFrame(nullptr);
+    return status;
 }
 
 // setIPAddr for one table entry: the holder's setter `mid` may be missing,

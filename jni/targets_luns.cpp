@@ -166,15 +166,22 @@ uint32_t bigEndian32(const uint8_t* p)
 // addLUN(lunID) on the target object. A missing addLUN ends the walk:
 // `ended` is set and `current` (the status of the last REPORT LUNS, 0 or the
 // tolerated one) is what the walk returns.
-jint addLun(JNIEnv* env, jobject jTarget, jclass targetClass, jint lunID, jint current, bool& ended)
+// The target's addLUN, looked up when the first LUN is added and kept for the
+// others of the call.
+struct LunAdder {
+    jobject target;
+    jclass targetClass;
+    jmethodID addLUN = nullptr;
+};
+
+jint addLun(JNIEnv* env, LunAdder& adder, jint lunID, jint current, bool& ended)
 {
-    jmethodID addLUN;
-    if (marshal::resolve(env, targetClass, kAddLUN, addLUN) != kStatusOk) {
+    if (!adder.addLUN && marshal::resolve(env, adder.targetClass, kAddLUN, adder.addLUN) != kStatusOk) {
         ended = true;
         return current;
     }
     std::printf("About to add LUN:%d\n", lunID);
-    return marshal::callVoidId(env, jTarget, addLUN, lunID);
+    return marshal::callVoidId(env, adder.target, adder.addLUN, lunID);
 }
 
 // The first test of the methods given a target and an adapter object.
@@ -515,8 +522,9 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiReportLUN
     }
     const jint current = static_cast<jint>(status);
     bool ended = false;
+    LunAdder adder{jTarget, targetClass.get()};
     if (length == 0)
-        return addLun(env, jTarget, targetClass.get(), 0, current, ended);
+        return addLun(env, adder, 0, current, ended);
 
     // The walk ends at the end of the list or of the buffer, whichever comes
     // first: a list longer than the buffer is read as far as the buffer holds it.
@@ -527,7 +535,7 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_ApiWrapper_getScsiReportLUN
         const jint lunID = buffer[i] * 256 + buffer[i + 1];
         std::printf("LUN ID Calc, i=%d, [i]=%d <<8, [i+1]=%d, LUN ID=%d,", i, buffer[i], buffer[i + 1], lunID);
         if (static_cast<uint32_t>(lunID) <= kHighestLun) {
-            jint added = addLun(env, jTarget, targetClass.get(), lunID, current, ended);
+            jint added = addLun(env, adder, lunID, current, ended);
             if (ended || added != kStatusOk)
                 return added;
         }

@@ -196,6 +196,18 @@ SIM_JNI jstring JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_loadFailure(JNI
   return env->NewStringUTF(reason.c_str());
 }
 
+SIM_JNI jstring JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_decodeRecord(JNIEnv* env, jclass, jbyteArray record) {
+  if (!record) {
+    throw_new(env, "java/lang/IllegalArgumentException", "record is null");
+    return nullptr;
+  }
+  std::vector<uint8_t> bytes(static_cast<size_t>(env->GetArrayLength(record)));
+  env->GetByteArrayRegion(record, 0, static_cast<jsize>(bytes.size()), reinterpret_cast<jbyte*>(bytes.data()));
+  std::vector<char> text(izksim_decode_record(bytes.data(), bytes.size(), nullptr, 0) + 1);
+  izksim_decode_record(bytes.data(), bytes.size(), text.data(), text.size());
+  return env->NewStringUTF(text.data());  // ASCII-only JSON
+}
+
 SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_clearCallLog(JNIEnv*, jclass) { izksim_clear_call_log(); }
 
 SIM_JNI void JNICALL Java_com_norvik_dvh_iscsi_sim_SimControl_pushEvent(JNIEnv* env, jclass, jint instance, jint code,

@@ -482,6 +482,24 @@ IZKSIM_EXPORT const char* izksim_load_failure(void) {
   return copy.c_str();
 }
 
+IZKSIM_EXPORT size_t izksim_decode_record(const uint8_t* bytes, size_t size, char* buffer, size_t capacity) {
+  // The record is known by its size: every layout below has a size of its own.
+  using namespace izksim::layouts;
+  static const izksim::Layout* const kKnown[] = {
+      &kHbaIscsiPortal, &kNodeInfoIscsi, &kHbaIscsiNode, &kDriverInfo,        &kChipInfo,
+      &kIscsiDevice,    &kDeviceEntryIscsi, &kDns,       &kInitFwIscsi,       &kTargetInformation,
+      &kDiscIscsiPortal, &kDiscIscsiNode, &kSdmBootcode};
+  std::string text;
+  if (bytes)
+    for (const izksim::Layout* l : kKnown)
+      if (l->size == size) {
+        text = izksim::dump_record(*l, izksim::Bytes(bytes, bytes + size), 0)
+                   .dump(-1, ' ', true, izksim::json::error_handler_t::replace);
+        break;
+      }
+  return copy_out(text, buffer, capacity);
+}
+
 IZKSIM_EXPORT void izksim_set_fault(const char* function, uint32_t status, int once) {
   if (!function) return;
   if (!is_sd_function(function)) std::fprintf(stderr, "izksim: fault set for unknown function \"%s\"\n", function);

@@ -86,6 +86,14 @@ IZKSIM_EXPORT const char* izksim_last_error(void);
  * until the calling thread asks again. */
 IZKSIM_EXPORT const char* izksim_load_failure(void);
 
+/* The fields of a record the library passed (bytes as in the call log) by
+ * the names the scenario format gives them, as a JSON object: the record is
+ * known by its size (HBAISCSIPORTAL, NODEINFOISCSI, HBAISCSINODE, DRIVERINFO,
+ * CHIPINFO, ISCSIDEVICE, DEVICEENTRYISCSI, DNS, INITFWISCSI,
+ * TARGETINFORMATION, DISCISCSIPORTAL, DISCISCSINODE, SDMBOOTCODE); "" for
+ * any other size. Same length convention as izksim_call_log_json. */
+IZKSIM_EXPORT size_t izksim_decode_record(const uint8_t* bytes, size_t size, char* buffer, size_t capacity);
+
 /* Make the SD function `function` return `status` without doing its work:
  * on its next call only (once != 0) or on every call until cleared. A new
  * fault for the same function replaces the old one. SDGetErrorStringiSCSI

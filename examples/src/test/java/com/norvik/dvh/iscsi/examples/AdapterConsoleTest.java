@@ -57,7 +57,8 @@ class AdapterConsoleTest {
                 "getRxTCPWindowScale() from GUI (ISCSIDEVICE)=0",
                 "SDSetDDBEntry call failed! 3, Errno = 0x20000003");
         assertEquals(List.of("adapter 0: entry 1 not written (0x20000003)"), console.messages());
-        sim.assertCalled("SDSetDDBEntry").times(1).withArg("targetID", 1).withStatus(0x20000003);
+        sim.assertCalled("SDSetDDBEntry").times(1).withArg("targetID", 1).withStatus(0x20000003)
+                .withField("entry", "exeCount", 3).withField("entry", "entryInfo.iscsiName", "iqn.2011-02.com.orbital:storemax.lun-set1");
         sim.assertNotCalled("SDSetDDBEntryFlashOnly");
         console.stop();
     }

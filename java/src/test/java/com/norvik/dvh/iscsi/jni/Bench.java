@@ -121,6 +121,9 @@ public final class Bench {
      * database, 128 CHAP entries, 64 policies of 16 transforms each and 512 iSNS targets (its
      * targets, LUNs and forty security counters stay as they are).
      */
+    /** Entries of adapter 0's connection error log and ARP table: as many as the library reads. */
+    private static final int LOG_ENTRIES = 128;
+
     private static void setUp() {
         SimControl.reset();
         ObjectNode root = SimScenarios.defaultScenario();
@@ -150,6 +153,15 @@ public final class Bench {
                     .put("ddid", i);
             t.putArray("portals").addObject().put("address", "10.9." + (i / 256) + "." + (i % 256))
                     .put("port", 3260 + i % 4);
+        }
+        ArrayNode errors = a0.putArray("connectionErrorLog");
+        ArrayNode arp = a0.putArray("arpLog");
+        for (int i = 0; i < LOG_ENTRIES; i++) {
+            errors.addObject().put("seconds", 1000 + i).put("milliseconds", i).put("deviceIndex", i % 512)
+                    .put("connState", 6).put("entryType", 1).put("errorType", 0x1c).put("errorDetail", i)
+                    .put("dupErrorCnt", i % 4);
+            arp.addObject().put("ipAddress", "192.168.51." + i).put("macAddress", String.format("02:4e:56:00:01:%02x", i))
+                    .put("valid", 1).put("timeIn", i % 200);
         }
         SimControl.loadScenario(SimScenarios.text(root));
         api.initJNINative();

@@ -69,6 +69,12 @@ public final class SimControl {
 
   public static native void clearCallLog();
 
+  /**
+   * The fields of a record the library passed (as {@link SimCall#record} gives it) by their names
+   * in the scenario format, as JSON text; "" when the simulator does not know a record of that size.
+   */
+  public static native String decodeRecord(byte[] record);
+
   /** The simulator's current state as JSON in the scenario schema. */
   public static native String stateJson();
 

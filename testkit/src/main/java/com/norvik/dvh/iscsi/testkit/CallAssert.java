@@ -1,6 +1,10 @@
 package com.norvik.dvh.iscsi.testkit;
 
+import com.fasterxml.jackson.databind.JsonNode;
 import com.norvik.dvh.iscsi.sim.SimCall;
+import com.norvik.dvh.iscsi.sim.SimControl;
+import java.io.IOException;
+import java.io.UncheckedIOException;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.HexFormat;
@@ -12,7 +16,7 @@ import org.opentest4j.AssertionFailedError;
  * The calls of one SD function, narrowed step by step: each {@code with...} keeps the calls that
  * match (and fails when none does), {@link #times(int)} checks how many are left. So
  * {@code assertCalled("SDSetDDBEntry").times(1).withRecord("entry", bytes)} says the function was
- * called once, with that record; {@code withArg("index", 3).times(2)} that two of its calls wrote
+ * called once, with that record ({@code withField("entry", "deviceState", 4)}: with that field); {@code withArg("index", 3).times(2)} that two of its calls wrote
  * index 3. A failing check shows the function's calls from the call log.
  */
 public final class CallAssert {
@@ -70,6 +74,47 @@ public final class CallAssert {
             le[i] = (byte) (value >>> (8 * i));
         }
         return withRecordField(name, offset, le);
+    }
+
+    /**
+     * Keeps the calls whose record {@code name} has {@code value} in the field {@code field}, named
+     * as in the scenario format, e.g. {@code withField("entry", "deviceState", 4)} or
+     * {@code withField("entry", "entryInfo.iscsiName", "iqn.2026-01.lab:t0")} (nested records with
+     * dots; an address by its text). The simulator decodes the records it knows by their size: the
+     * adapter's portal, node, driver and chip records, device database entries and their parts, the
+     * firmware block, DNS, target information, discovered portals and nodes, boot code settings.
+     */
+    public CallAssert withField(String name, String field, Object value) {
+        return keep(name + "." + field + " = " + value, c -> {
+            byte[] r = c.record(name);
+            if (r == null) {
+                return false;
+            }
+            String json = SimControl.decodeRecord(r);
+            if (json.isEmpty()) {
+                throw new IllegalArgumentException("the simulator does not know a record of " + r.length
+                        + " bytes (" + name + " of " + function + "); use withRecordField");
+            }
+            JsonNode node;
+            try {
+                node = ScenarioBuilder.MAPPER.readTree(json);
+            } catch (IOException e) {
+                throw new UncheckedIOException(e);
+            }
+            for (String part : field.split("\\.")) {
+                node = node.path(part);
+            }
+            if (node.isMissingNode()) {
+                throw new IllegalArgumentException(name + " of " + function + " has no field " + field + ": " + json);
+            }
+            if (node.has("address")) {
+                node = node.path("address");
+            }
+            if (value instanceof Number) {
+                return node.isIntegralNumber() && node.asLong() == ((Number) value).longValue();
+            }
+            return node.asText().equals(String.valueOf(value));
+        });
     }
 
     /** Keeps the calls with this scalar argument. */
