@@ -605,6 +605,33 @@ jobject targetInfoFromJava(JNIEnv* env, jobject holder, jmethodID getter, TARGET
     return ti;
 }
 
+// The logs' floors: the library's buffer read into longs by hand, one array,
+// one setter.
+Id gConnErrorEntries[] = {{"setConnectErrorLogEntries", "([J)V"}};
+Id gArpEntries[] = {{"setARPLogEntries", "([J)V"}};
+
+template <size_t N>
+jint logFloor(JNIEnv* env, jint handle, jobject logs, uint32_t type, Id (&setter)[N], size_t entrySize, size_t longs,
+              void (*read)(const uint8_t* entry, jlong* out))
+{
+    if (!resolveOn(env, logs, setter))
+        return -1;
+    uint8_t buffer[128 * sizeof(ARPTABLE) + 1] = {};
+    uint32_t count = 0;
+    SDGetLogs(static_cast<SDMGT_HANDLE>(handle), type, &count, buffer);
+    if (count > 128)
+        return -1;  // not the benchmark's data
+    jlong values[128 * 26];
+    for (uint32_t n = 0; n < count; ++n)
+        read(buffer + n * entrySize, values + n * longs);
+    jlongArray array = env->NewLongArray(static_cast<jsize>(count * longs));
+    env->SetLongArrayRegion(array, 0, static_cast<jsize>(count * longs), values);
+    classOf(env, logs);
+    callV(env, logs, setter[0].id, array);
+    env->DeleteLocalRef(array);
+    return 0;
+}
+
 }  // namespace
 
 extern "C" {
@@ -778,6 +805,48 @@ JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_statistics(JNIE
         bigInt(env, stats, c.id, v, false);
     }
     return 0;
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_connectErrorLog(JNIEnv* env, jclass, jint handle,
+                                                                                 jobject logs)
+{
+    return logFloor(env, handle, logs, 1, gConnErrorEntries, sizeof(CONNERRTABLE), 11, [](const uint8_t* e, jlong* o) {
+        uint32_t u32;
+        uint16_t u16;
+        std::memcpy(&u32, e, 4);
+        o[0] = u32;
+        std::memcpy(&u32, e + 4, 4);
+        o[1] = u32;
+        std::memcpy(&u16, e + 8, 2);
+        o[2] = u16;
+        std::memcpy(&u16, e + 10, 2);
+        o[3] = u16;
+        o[4] = e[12];
+        o[5] = e[13];
+        std::memcpy(&u16, e + 14, 2);
+        o[6] = u16;
+        o[7] = e[16];
+        o[8] = e[18];
+        o[9] = e[19];
+        o[10] = e[20];
+    });
+}
+
+JNIEXPORT jint JNICALL Java_com_norvik_dvh_iscsi_jni_BenchFloors_arpLog(JNIEnv* env, jclass, jint handle, jobject logs)
+{
+    return logFloor(env, handle, logs, 2, gArpEntries, sizeof(ARPTABLE), 26, [](const uint8_t* e, jlong* o) {
+        for (int i = 0; i < 16; ++i)
+            o[i] = e[i];
+        uint16_t u16;
+        std::memcpy(&u16, e + 16, 2);
+        o[16] = u16;
+        std::memcpy(&u16, e + 18, 2);
+        o[17] = u16;
+        for (int i = 0; i < 6; ++i)
+            o[18 + i] = e[20 + i];
+        o[24] = e[26];
+        o[25] = e[27];
+    });
 }
 
 // getiSCSIStatistics6124's floor: the 68 counters through one setter.

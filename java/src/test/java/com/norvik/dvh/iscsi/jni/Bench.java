@@ -116,14 +116,14 @@ public final class Bench {
     private Bench() {
     }
 
-    /**
-     * The default scenario with adapter 0 grown to the benchmark's data: a 512-entry device
-     * database, 128 CHAP entries, 64 policies of 16 transforms each and 512 iSNS targets (its
-     * targets, LUNs and forty security counters stay as they are).
-     */
     /** Entries of adapter 0's connection error log and ARP table: as many as the library reads. */
     private static final int LOG_ENTRIES = 128;
 
+    /**
+     * The default scenario with adapter 0 grown to the benchmark's data: a 512-entry device
+     * database, 128 CHAP entries, 64 policies of 16 transforms each, 512 iSNS targets and 128
+     * entries in each log (its targets, LUNs and forty security counters stay as they are).
+     */
     private static void setUp() {
         SimControl.reset();
         ObjectNode root = SimScenarios.defaultScenario();
@@ -402,6 +402,10 @@ public final class Bench {
                 st -> api.getiSCSIStatistics(0, st), st -> BenchFloors.statistics(HANDLE_0, st)));
         FLOORS.put("getiSCSIStatistics6124", Floor.filling("getiSCSIStatistics6124", ExtendedPortStatistics::new,
                 st -> api.getiSCSIStatistics6124(0, st), st -> BenchFloors.statistics6124(HANDLE_0, st)));
+        FLOORS.put("getConnectErrorLog", Floor.filling("getConnectErrorLog (128 entries)", AdapterLogs::new,
+                l -> api.getConnectErrorLog(0, l), l -> BenchFloors.connectErrorLog(HANDLE_0, l)));
+        FLOORS.put("getARPLog", Floor.filling("getARPLog (128 entries)", AdapterLogs::new, l -> api.getARPLog(0, l),
+                l -> BenchFloors.arpLog(HANDLE_0, l)));
         FLOORS.put("getiSCSISecurityStatistics", Floor.filling("getiSCSISecurityStatistics", HBA::new,
                 h -> api.getiSCSISecurityStatistics(0, h), h -> BenchFloors.securityStatistics(HANDLE_0, h)));
         FLOORS.put("getCHAPTableSparse", Floor.filling("getCHAPTableSparse (128 entries)", HBA::new,

@@ -31,6 +31,10 @@ final class BenchFloors {
 
     static native int statistics6124(int handle, Object stats);
 
+    static native int connectErrorLog(int handle, Object logs);
+
+    static native int arpLog(int handle, Object logs);
+
     static native int securityStatistics(int handle, Object hba);
 
     static native int chapTableSparse(int handle, Object hba);
