@@ -37,8 +37,8 @@ done
 survivors=${survivors:-$build/survivors.txt}
 
 if [ ! -f "$build/CMakeCache.txt" ]; then
-  scripts/setup.sh >/dev/null  # the packages; then the build folder of its own
-  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || exit 1
+  # The packages, and a first build in the run's own folder (build/ is left alone).
+  DVH_BUILD_DIR="$build" scripts/setup.sh >/dev/null || exit 1
 fi
 build=$(cd "$build" && pwd)
 log=$build/mutate-logs
