@@ -22,10 +22,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${DVH_BUILD_DIR:-build}
 [ -f "$build/CMakeCache.txt" ] || scripts/setup.sh
-cmake --build "$build" --target dvhiscsi dvhprobe izksim_jni dvhiscsi_tests_jar >/dev/null
+cmake --build "$build" --target dvhiscsi dvhbench izksim_jni dvhiscsi_bench_jar >/dev/null
 
 share=/usr/share/java
-cp="$build/java/dvhiscsi-tests.jar:$build/java/dvhiscsi-testkit.jar:$build/java/dvhiscsi.jar:$share/picocli.jar"
+cp="$build/java/dvhiscsi-bench.jar:$build/java/dvhiscsi-catalog.jar:$build/java/dvhiscsi-fuzz.jar:$build/java/dvhiscsi-testkit.jar:$build/java/dvhiscsi.jar:$share/picocli.jar"
 cp="$cp:$share/jackson-databind.jar:$share/jackson-core.jar:$share/jackson-annotations.jar"
 run() {
   env -u IZKSDM_SCENARIO java -XX:NativeMemoryTracking=summary -Xms256m -Xmx256m -XX:+AlwaysPreTouch -Ddvh.source.dir="$PWD" -Djava.library.path="$build/lib" -cp "$cp" \

@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.examiner;
 
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -7,7 +9,6 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import com.norvik.dvh.iscsi.jni.SimScenarios;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
 import java.io.IOException;
@@ -244,9 +245,9 @@ class ExaminerTest extends ExaminerTestBase {
         examine("--json");
         assertEquals(0, exitCode);
         JsonNode report = JSON.readTree(out);
-        assertEquals(SimScenarios.defaultVersion(), report.get("libraryVersion").asText());
+        assertEquals(Scenarios.defaultVersion(), report.get("libraryVersion").asText());
         List<String> expected = new ArrayList<>();
-        for (JsonNode e : SimScenarios.defaultScenario().get("adapters").get(0).get("ddb")) {
+        for (JsonNode e : Scenarios.defaultScenario().get("adapters").get(0).get("ddb")) {
             int state = e.get("deviceState").asInt();
             if (state != 0) {
                 expected.add(e.get("index").asInt() + " " + Examiner.stateText(state));
@@ -301,16 +302,16 @@ class ExaminerTest extends ExaminerTestBase {
 
     @Test
     void noAdaptersIsAnEmptyReport() {
-        SimControl.loadScenario(SimScenarios.bareAdapters(0));
+        SimControl.loadScenario(Scenarios.bareAdapters(0));
         examine();
         assertEquals(0, exitCode);
-        assertEquals("Library version: " + SimScenarios.defaultVersion() + "\nAdapters found: 0\n", out);
+        assertEquals("Library version: " + Scenarios.defaultVersion() + "\nAdapters found: 0\n", out);
         assertEquals(List.of(), argOfCalls("SDCloseDeviceiSCSI", "handle"));
     }
 
     @Test
     void atMostThirtyTwoInstancesAreTried() {
-        SimControl.loadScenario(SimScenarios.bareAdapters(33));
+        SimControl.loadScenario(Scenarios.bareAdapters(33));
         examine("--json");
         assertEquals(0, exitCode);
         assertEquals(32, argOfCalls("SDOpenDeviceiSCSI", "instance").size());

@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.examiner;
 
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -8,7 +10,6 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.norvik.dvh.iscsi.jni.NativeTestBase;
-import com.norvik.dvh.iscsi.jni.SimScenarios;
 import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
@@ -247,7 +248,7 @@ class WatchTest extends NativeTestBase {
 
     @Test
     void noAdaptersNothingToWaitFor() {
-        SimControl.loadScenario(SimScenarios.bareAdapters(0));
+        SimControl.loadScenario(Scenarios.bareAdapters(0));
         FakeTiming timing = new FakeTiming();
         watch(timing, "--watch", "5");
         assertEquals(0, exitCode, err);

@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -42,10 +44,10 @@ class DiagnosticsTest extends NativeTestBase {
 
     /** Loads the default scenario with instance 0's diagnostics section changed by {@code edit}. */
     private static void load(Consumer<ObjectNode> edit) {
-        ObjectNode s = SimScenarios.defaultScenario();
+        ObjectNode s = Scenarios.defaultScenario();
         ObjectNode a0 = (ObjectNode) s.get("adapters").get(0);
         edit.accept((ObjectNode) a0.get("diagnostics"));
-        SimControl.loadScenario(SimScenarios.text(s));
+        SimControl.loadScenario(Scenarios.text(s));
     }
 
     private static void open() {

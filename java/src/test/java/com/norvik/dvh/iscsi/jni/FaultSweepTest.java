@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Samples;
+
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -219,10 +221,10 @@ class FaultSweepTest extends NativeTestBase {
                     .prints("SDGetInitialDDBEntry", "SDGetInitialDDBEntry FAILED!"),
             row("getiSCSIEntryNum", dev -> () -> api.getiSCSIEntryNum(dev)).rule(fixed(0))
                     .prints("SDGetDDBEntryNum", "SDGetDDBEntryNum call failed! 1"),
-            row("setDDBData", dev -> () -> api.setDDBData(dev, new HBA(), ConfigFixtures.sampleEntry(5), 0))
+            row("setDDBData", dev -> () -> api.setDDBData(dev, new HBA(), Samples.sampleEntry(5), 0))
                     .prints("SDSetDDBEntry", "SDSetDDBEntry call failed! %d, Errno = %x"),
             row("setDDBsData", dev -> () -> api.setDDBsData(dev, new HBA(),
-                    new Object[] {ConfigFixtures.sampleEntry(5), ConfigFixtures.sampleEntry(6)})).rule(fixed(0))
+                    new Object[] {Samples.sampleEntry(5), Samples.sampleEntry(6)})).rule(fixed(0))
                     .prints("SDSetDDBEntry", "SDSetDDBEntry call failed! %d, Errno = %x"),
             row("logoutDDB", dev -> () -> api.logoutDDB(dev, 0, 0, 0)).silent("SDSendiSCSILogout"),
             row("getCHAPTableSparse", dev -> () -> api.getCHAPTableSparse(dev, new HBA()))

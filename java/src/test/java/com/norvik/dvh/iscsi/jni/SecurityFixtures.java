@@ -1,6 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.fasterxml.jackson.databind.node.ArrayNode;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.SecurityPolicyEntry;
@@ -51,29 +52,12 @@ final class SecurityFixtures {
     private SecurityFixtures() {
     }
 
-    /** Adds a policy in {@code slot} to an adapter node and returns it for more fields. */
-    static ObjectNode policy(ObjectNode adapter, int slot, int kind, int priority, String name) {
-        ArrayNode list = adapter.has("securityPolicies") ? (ArrayNode) adapter.get("securityPolicies")
-                : adapter.putArray("securityPolicies");
-        return list.addObject().put("slot", slot).put("policyKind", kind).put("priority", priority)
-                .put("policyName", name);
-    }
-
-    static ObjectNode transform(ObjectNode policy) {
-        ArrayNode list = policy.has("transforms") ? (ArrayNode) policy.get("transforms")
-                : policy.putArray("transforms");
-        return list.addObject();
-    }
-
     static ObjectNode ikeSA(ObjectNode adapter, int priority) {
-        ArrayNode list = adapter.has("ikeSAs") ? (ArrayNode) adapter.get("ikeSAs") : adapter.putArray("ikeSAs");
-        return list.addObject().put("priority", priority);
+        return Scenarios.list(adapter, "ikeSAs").addObject().put("priority", priority);
     }
 
     static ObjectNode ipsecSA(ObjectNode adapter, int priority) {
-        ArrayNode list = adapter.has("ipsecSAs") ? (ArrayNode) adapter.get("ipsecSAs")
-                : adapter.putArray("ipsecSAs");
-        return list.addObject().put("priority", priority);
+        return Scenarios.list(adapter, "ipsecSAs").addObject().put("priority", priority);
     }
 
     static SecurityTransform transform(int type, int level, int encrypt, int mode, int auth, int kBytes, int seconds,

@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+import static com.norvik.dvh.iscsi.catalog.Scenarios.policy;
 import static com.norvik.dvh.iscsi.jni.SecurityFixtures.*;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -115,7 +117,7 @@ class SecurityPolicyTableTest extends NativeTestBase {
                 .put("sourcePort", 1025).put("enabledTarget", 9).put("changeBitMap", 9);
         manual.put("sourceAddr", "192.168.50.21").put("destStartAddr", "10.20.31.7")
                 .put("destEndAddr", "10.20.31.9").put("tunnelIpAddr", "10.20.31.1");
-        transform(manual).put("type", 2).put("level", 1).put("encryptAlgo", 3).put("ipsecMode", 2)
+        Scenarios.transform(manual).put("type", 2).put("level", 1).put("encryptAlgo", 3).put("ipsecMode", 2)
                 .put("authAlgo", 1).put("kBytesLife", "0xFFFFFFFF").put("secondsLife", 7200).put("group", 5)
                 .put("ikeAuthMethod", 6);
         policy(a, 2, 1, 20, "esp-auto").put("autoIpsec", 1).put("encryptKey", "hidden").put("spi", 5)
@@ -179,7 +181,7 @@ class SecurityPolicyTableTest extends NativeTestBase {
     void aPolicyWithMoreThanSixteenTransformsComesWithoutTransforms() {
         Scenario s = new Scenario();
         ObjectNode p = policy(s.adapter(0), 0, 1, 1, "many").put("numberOfTransforms", 17);
-        transform(p).put("type", 2).put("level", 1);
+        Scenarios.transform(p).put("type", 2).put("level", 1);
         load(s);
         HBA hba = read();
         assertEquals(0, status);
@@ -192,7 +194,7 @@ class SecurityPolicyTableTest extends NativeTestBase {
         Scenario s = new Scenario();
         ObjectNode p = policy(s.adapter(0), 0, 1, 1, "full");
         for (int i = 0; i < 16; i++) {
-            transform(p).put("type", 2).put("level", i);
+            Scenarios.transform(p).put("type", 2).put("level", i);
         }
         load(s);
         SecurityPolicyEntry e = read().getSecurityPolicyEntry(0);

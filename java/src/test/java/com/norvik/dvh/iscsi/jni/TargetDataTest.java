@@ -1,6 +1,6 @@
 package com.norvik.dvh.iscsi.jni;
 
-import static com.norvik.dvh.iscsi.jni.ConfigFixtures.ddb;
+import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;

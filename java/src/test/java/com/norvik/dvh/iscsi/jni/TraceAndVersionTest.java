@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -27,7 +29,7 @@ class TraceAndVersionTest extends NativeTestBase {
     @Test
     void versionIsTheLibrarysTextAskedWithLength31() {
         String version = api.getVersioniSCSI();
-        assertEquals(SimScenarios.defaultVersion(), version);
+        assertEquals(Scenarios.defaultVersion(), version);
         List<SimCall> c = calls("SDGetVersioniSCSI");
         assertEquals(1, c.size());
         assertEquals(31L, c.get(0).arg("length"));
@@ -36,7 +38,7 @@ class TraceAndVersionTest extends NativeTestBase {
     @Test
     void versionIsCutToThirtyCharacters() {
         String longVersion = "Izark SDM 9.87.65 build 2024-11-30 (sim)";
-        SimControl.loadScenario(SimScenarios.withVersion(longVersion));
+        SimControl.loadScenario(Scenarios.withVersion(longVersion));
         assertEquals(longVersion.substring(0, 30), api.getVersioniSCSI());
     }
 

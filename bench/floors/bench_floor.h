@@ -1,4 +1,4 @@
-// What the benchmark's JNI floors share (libdvhprobe.so): identifiers
+// What the benchmark's JNI floors share (libdvhbench.so): identifiers
 // looked up once, and up-calls as the library must make them, each followed
 // by its exception check. The floors ignore the answer of that check: their
 // accessors do not throw.

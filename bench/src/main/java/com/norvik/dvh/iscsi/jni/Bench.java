@@ -1,5 +1,9 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Samples;
+
+import com.norvik.dvh.iscsi.catalog.Scenarios;
+
 import com.fasterxml.jackson.annotation.JsonAutoDetect;
 import com.fasterxml.jackson.annotation.PropertyAccessor;
 import com.fasterxml.jackson.databind.ObjectMapper;
@@ -126,11 +130,11 @@ public final class Bench {
      */
     private static void setUp() {
         SimControl.reset();
-        ObjectNode root = SimScenarios.defaultScenario();
+        ObjectNode root = Scenarios.defaultScenario();
         ObjectNode a0 = (ObjectNode) root.get("adapters").get(0);
         a0.remove("ddb");
         for (int i = 0; i < DDB_ENTRIES; i++) {
-            ConfigFixtures.ddb(a0, i, 4);
+            Scenarios.ddb(a0, i, 4);
         }
         ArrayNode chap = a0.putObject("chapTable").put("slots", CHAP_ENTRIES).putArray("entries");
         for (int i = 0; i < CHAP_ENTRIES; i++) {
@@ -139,11 +143,11 @@ public final class Bench {
         }
         a0.remove("securityPolicies");
         for (int slot = 0; slot < POLICIES; slot++) {
-            ObjectNode p = SecurityFixtures.policy(a0, slot, 1, 10 + slot, "policy-" + slot)
+            ObjectNode p = Scenarios.policy(a0, slot, 1, 10 + slot, "policy-" + slot)
                     .put("sourceAddr", "192.168.50." + slot).put("destStartAddr", "10.20.31." + slot)
                     .put("destEndAddr", "10.20.32." + slot).put("preSharedKey", "psk-" + slot);
             for (int t = 0; t < TRANSFORMS; t++) {
-                SecurityFixtures.transform(p).put("type", 1 + t % 2).put("level", t).put("encryptAlgo", 3)
+                Scenarios.transform(p).put("type", 1 + t % 2).put("level", t).put("encryptAlgo", 3)
                         .put("authAlgo", 1).put("secondsLife", 7200).put("group", 5);
             }
         }
@@ -163,7 +167,7 @@ public final class Bench {
             arp.addObject().put("ipAddress", "192.168.51." + i).put("macAddress", String.format("02:4e:56:00:01:%02x", i))
                     .put("valid", 1).put("timeIn", i % 200);
         }
-        SimControl.loadScenario(SimScenarios.text(root));
+        SimControl.loadScenario(Scenarios.text(root));
         api.initJNINative();
         if (!api.openDevice(0) || !api.openDevice(1)) {
             throw new IllegalStateException("adapters did not open");
@@ -289,7 +293,7 @@ public final class Bench {
         api.getiSCSIHBAData(0, filled);
         DevDBEntry[] entries = new DevDBEntry[DDB_ENTRIES - 1];
         for (int i = 0; i < entries.length; i++) {
-            entries[i] = ConfigFixtures.sampleEntry(i);
+            entries[i] = Samples.sampleEntry(i);
         }
         HBA chap = new HBA();
         api.getCHAPTableData(0, chap);

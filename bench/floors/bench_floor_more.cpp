@@ -1,4 +1,4 @@
-// More JNI floors for the benchmark (libdvhprobe.so), on the rules of
+// More JNI floors for the benchmark (libdvhbench.so), on the rules of
 // bench_floor_jni.cpp: for a native method, only what it cannot avoid on the
 // same model objects and the same simulated adapter. Readers of Java objects
 // make one GetObjectClass per object they are given or get from a getter,

@@ -1,9 +1,9 @@
 package com.norvik.dvh.iscsi.jni;
 
-/** JNI floors of the benchmark, from the probe library (see tests/probe/bench_floor_jni.cpp). */
+/** JNI floors of the benchmark, from libdvhbench.so (see bench/floors/bench_floor_jni.cpp). */
 final class BenchFloors {
     static {
-        System.loadLibrary("dvhprobe");
+        System.loadLibrary("dvhbench");
     }
 
     private BenchFloors() {

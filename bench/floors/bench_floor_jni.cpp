@@ -1,4 +1,4 @@
-// JNI floors for the benchmark (libdvhprobe.so): for a native method, a
+// JNI floors for the benchmark (libdvhbench.so): for a native method, a
 // loop that does only what the method cannot avoid on the same model
 // objects and the same simulated adapter: the library calls, its required
 // output lines, one GetObjectClass per object, one call per accessor and

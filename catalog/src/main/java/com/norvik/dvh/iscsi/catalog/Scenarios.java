@@ -1,4 +1,4 @@
-package com.norvik.dvh.iscsi.jni;
+package com.norvik.dvh.iscsi.catalog;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
@@ -11,14 +11,15 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 
 /**
- * Scenario texts for the simulator. The default scenario is read from the source tree (the build
- * passes its location as the system property {@code dvh.source.dir}), so expectations follow it.
+ * Scenario texts for the simulator, shared by the tests, the benchmark and the fuzzer. The default
+ * scenario is read from the source tree (the build passes its location as the system property
+ * {@code dvh.source.dir}), so expectations follow it.
  */
-public final class SimScenarios {
+public final class Scenarios {
 
     private static final ObjectMapper JSON = new ObjectMapper();
 
-    private SimScenarios() {
+    private Scenarios() {
     }
 
     /** The default scenario as a JSON tree (a fresh copy each time). */
@@ -59,6 +60,27 @@ public final class SimScenarios {
             adapters.addObject().put("instance", i);
         }
         return text(s);
+    }
+
+    /** The array {@code key} of a scenario node, made on first use. */
+    public static ArrayNode list(ObjectNode node, String key) {
+        return node.has(key) ? (ArrayNode) node.get(key) : node.putArray(key);
+    }
+
+    /** Adds a device database entry to an adapter node and returns it. */
+    public static ObjectNode ddb(ObjectNode adapter, int index, int state) {
+        return list(adapter, "ddb").addObject().put("index", index).put("deviceState", state);
+    }
+
+    /** Adds a policy in {@code slot} to an adapter node and returns it for more fields. */
+    public static ObjectNode policy(ObjectNode adapter, int slot, int kind, int priority, String name) {
+        return list(adapter, "securityPolicies").addObject().put("slot", slot).put("policyKind", kind)
+                .put("priority", priority).put("policyName", name);
+    }
+
+    /** Adds a transform to a policy node and returns it. */
+    public static ObjectNode transform(ObjectNode policy) {
+        return list(policy, "transforms").addObject();
     }
 
     public static String text(JsonNode scenario) {
