@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.fuzz;
 
+import com.norvik.dvh.iscsi.catalog.AenSink;
+
 import com.norvik.dvh.iscsi.model.HBA;
 
 import java.io.IOException;

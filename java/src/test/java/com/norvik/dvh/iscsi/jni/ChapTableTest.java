@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Samples;
+
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
@@ -37,18 +39,7 @@ class ChapTableTest extends NativeTestBase {
 
     /** An entry whose secret is the bytes of {@code secret}, its length the text's length. */
     static CHAPTableEntry entry(int flashIndex, String name, String secret, int flags, int link) {
-        CHAPTableEntry e = new CHAPTableEntry();
-        e.setFlashIndex(flashIndex);
-        e.setChapName(name);
-        byte[] s = secret.getBytes(StandardCharsets.US_ASCII);
-        short[] shorts = new short[CHAPTableEntry.SECRET_SIZE];
-        for (int i = 0; i < s.length; i++) {
-            shorts[i] = s[i];
-        }
-        e.setChapSecret(shorts, s.length);
-        e.setFlags(flags);
-        e.setLink(link);
-        return e;
+        return Samples.chapEntry(flashIndex, name, secret, flags, link);
     }
 
     /** The CHAPTABLE record the library must receive for an entry with these values. */

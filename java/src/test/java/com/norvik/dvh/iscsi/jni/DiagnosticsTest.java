@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Samples;
+
 import com.norvik.dvh.iscsi.catalog.Scenarios;
 
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
@@ -37,7 +39,7 @@ import org.junit.jupiter.api.Test;
 class DiagnosticsTest extends NativeTestBase {
 
     static final int BAD_INDEX = ApiStatus.BAD_INDEX;
-    static final char[] PATTERN = "\u0155Zebra-\u00ff\u0000ok".toCharArray();
+    static final char[] PATTERN = Samples.PATTERN;
     static final byte[] PATTERN_BYTES = {0x55, 'Z', 'e', 'b', 'r', 'a', '-', (byte) 0xff, 0, 'o', 'k'};
 
     private int status;
@@ -55,22 +57,12 @@ class DiagnosticsTest extends NativeTestBase {
         SimControl.clearCallLog();
     }
 
-    /** A target that asks for the buffer test, in state 4 and able to run it. */
     static TargetInfo ready(int targetId, int lun) {
-        TargetInfo t = new TargetInfo(0, targetId, lun);
-        t.setTargetState(4);
-        t.setSupportsTest(true);
-        t.setPerformBufferTest(true);
-        return t;
+        return Samples.bufferTarget(targetId, lun);
     }
 
     static BufferTestResult[] results(int n) {
-        BufferTestResult[] r = new BufferTestResult[n];
-        for (int i = 0; i < n; i++) {
-            r[i] = new BufferTestResult();
-            r[i].setReadWriteBufferTestStatus(-1);
-        }
-        return r;
+        return Samples.bufferResults(n);
     }
 
     static List<SimCall> commands(int opcode) {

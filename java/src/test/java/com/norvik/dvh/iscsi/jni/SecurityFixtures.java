@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import com.norvik.dvh.iscsi.catalog.Samples;
+
 import com.norvik.dvh.iscsi.catalog.Scenarios;
 
 import com.fasterxml.jackson.databind.node.ObjectNode;
@@ -62,50 +64,11 @@ final class SecurityFixtures {
 
     static SecurityTransform transform(int type, int level, int encrypt, int mode, int auth, int kBytes, int seconds,
             int group, int ikeAuth) {
-        SecurityTransform t = new SecurityTransform();
-        t.setType(type);
-        t.setLevel(level);
-        t.setEncryptAlgo(encrypt);
-        t.setIPSecMode(mode);
-        t.setAuthAlgo(auth);
-        t.setKBytesLife(kBytes);
-        t.setSecondsLife(seconds);
-        t.setGroup(group);
-        t.setIKEAuthMethod(ikeAuth);
-        return t;
+        return Samples.transform(type, level, encrypt, mode, auth, kBytes, seconds, group, ikeAuth);
     }
 
-    /** An IPsec policy with manual keys and two transforms (one of each type). */
     static SecurityPolicyEntry manualPolicy() {
-        SecurityPolicyEntry p = new SecurityPolicyEntry();
-        p.setKind(2);
-        p.setStatusChangeBitMap(0x80000011);
-        p.setPriority(30);
-        p.setTunnelIPAddr(IPAddr.of("10.20.31.1"));
-        p.setSourceAddr(IPAddr.of("192.168.50.21"));
-        p.setDestType(1);
-        p.setDestStartAddr(IPAddr.of("10.20.31.7"));
-        p.setEnabledTarget(0x01020304);
-        p.setDestEndAddr(IPAddr.of("10.20.31.9"));
-        p.setAction(2);
-        p.setProtocol(6);
-        p.setPort(3260);
-        p.setPolicyName("esp-manual-acme");
-        p.addTransform(transform(2, 1, 3, 2, 1, 1048576, 7200, 5, 6));
-        p.addTransform(transform(1, 2, 12, 9, 2, 0, 28800, 14, 1));
-        p.setSourcePort(1025);
-        p.setAutoIPSec(false);
-        p.setAssociatedIke(10);
-        p.setEncryptKey("walnut-harbor-5521-q7");
-        p.setEncryptIV("ember-9c4e");
-        p.setAuthKey("copper-finch-0417");
-        p.setSPI(0x1001);
-        // Not carried for this kind.
-        p.setIKEMode(2);
-        p.setIKEPFS(true);
-        p.setIKEDirection(3);
-        p.setPreSharedKey("never-sent");
-        return p;
+        return Samples.manualPolicy();
     }
 
     /** An IKE policy (kind 3) with one IKE transform. */

@@ -1,4 +1,4 @@
-package com.norvik.dvh.iscsi.fuzz;
+package com.norvik.dvh.iscsi.catalog;
 
 import java.util.concurrent.atomic.AtomicLong;
 
