@@ -201,12 +201,12 @@ public final class NativeMethods {
         return t;
     }
 
-    private static final Path FIRMWARE_IMAGE = scratch("catalog-fw", new byte[] {0x4e, 0x56, 0x46, 0x57, 1, 2, 3, 4});
+    /** The firmware image iSCSIUpdateFW is handed (a few bytes, in the temporary folder). */
+    public static final Path FIRMWARE_IMAGE = scratch("dvh-catalog-firmware.bin", new byte[] {0x4e, 0x56, 0x46, 0x57, 1, 2, 3, 4});
 
-    private static Path scratch(String prefix, byte[] content) {
+    private static Path scratch(String name, byte[] content) {
         try {
-            Path p = Files.createTempFile(prefix, ".bin");
-            p.toFile().deleteOnExit();
+            Path p = Path.of(System.getProperty("java.io.tmpdir"), name);
             Files.write(p, content);
             return p;
         } catch (IOException e) {

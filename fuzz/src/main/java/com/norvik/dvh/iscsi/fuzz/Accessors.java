@@ -1,6 +1,8 @@
 package com.norvik.dvh.iscsi.fuzz;
 
+import java.util.ArrayList;
 import java.util.HashSet;
+import java.util.List;
 import java.util.Set;
 
 /**
@@ -8,7 +10,8 @@ import java.util.Set;
  * per thread, of accessor calls after which the next one throws {@link Boom}. Armed with a random
  * count before a native call, it makes an accessor throw at any depth of the native method's walk.
  * It also notes which generated classes had an accessor called, which tells the fuzzer what class a
- * parameter takes.
+ * parameter takes, and, while {@link #record} is on, every accessor called in order (for tests of
+ * the order in which a native method calls them).
  */
 public final class Accessors {
 
@@ -24,6 +27,8 @@ public final class Accessors {
     private static final ThreadLocal<int[]> COUNTDOWN = ThreadLocal.withInitial(() -> new int[] {-1});
     /** The generated classes whose accessors ran since {@link #arm}, per thread. */
     private static final ThreadLocal<Set<Class<?>>> TOUCHED = ThreadLocal.withInitial(HashSet::new);
+    /** The accessors called since {@link #record}, per thread; null when not recording. */
+    private static final ThreadLocal<List<String>> RECORDED = new ThreadLocal<>();
     private static final StackWalker WALKER = StackWalker.getInstance(StackWalker.Option.RETAIN_CLASS_REFERENCE);
 
     private Accessors() {
@@ -44,9 +49,26 @@ public final class Accessors {
         return out;
     }
 
+    /** Starts noting, on this thread, every accessor of the generated classes called. */
+    public static void record() {
+        RECORDED.set(new ArrayList<>());
+    }
+
+    /** Stops noting; answers the accessors called since {@link #record}, as Model.accessor. */
+    public static List<String> recorded() {
+        List<String> out = RECORDED.get();
+        RECORDED.remove();
+        return out == null ? List.of() : out;
+    }
+
     /** Called first by every generated throwing accessor. */
     public static void tick(String accessor) {
-        TOUCHED.get().add(WALKER.getCallerClass());
+        Class<?> caller = WALKER.getCallerClass();
+        TOUCHED.get().add(caller);
+        List<String> recorded = RECORDED.get();
+        if (recorded != null) {
+            recorded.add(caller.getSuperclass().getSimpleName() + "." + accessor);
+        }
         int[] c = COUNTDOWN.get();
         if (c[0] < 0) {
             return;

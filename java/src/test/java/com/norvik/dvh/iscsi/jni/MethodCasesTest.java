@@ -1,0 +1,273 @@
+package com.norvik.dvh.iscsi.jni;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+
+import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.ObjectMapper;
+import com.fasterxml.jackson.databind.SerializationFeature;
+import com.fasterxml.jackson.databind.node.ArrayNode;
+import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.NativeMethods;
+import com.norvik.dvh.iscsi.fuzz.Accessors;
+import com.norvik.dvh.iscsi.fuzz.ClassForge;
+import com.norvik.dvh.iscsi.model.HBA;
+import com.norvik.dvh.iscsi.sim.SimControl;
+
+import java.io.IOException;
+import java.lang.reflect.Method;
+import java.lang.reflect.Modifier;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.IdentityHashMap;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.stream.Stream;
+
+import org.junit.jupiter.api.AfterAll;
+import org.junit.jupiter.api.DynamicTest;
+import org.junit.jupiter.api.TestFactory;
+
+/**
+ * Every native method of the catalog, called the way the catalog calls it and then with each bad
+ * argument: the adapter instance above 31 and negative, and each object or text null in turn. A
+ * case is a row of {@code java/src/test/cases/native-methods.json}: what the method answers, what
+ * it prints (byte for byte), the adapter library calls it makes with their arguments and the exact
+ * bytes of every record, the model objects' contents afterwards (so "untouched" for a refused
+ * argument), and, for the working call, the accessors it calls on the objects it is handed, in
+ * order. Adding a case is adding a row; {@code -Ddvh.cases.write=true} writes the file anew from
+ * the library as it is, to be read over before it is committed.
+ */
+class MethodCasesTest extends NativeTestBase {
+
+    private static final ObjectMapper JSON = new ObjectMapper().enable(SerializationFeature.INDENT_OUTPUT);
+    private static final Path FILE = Path.of(System.getProperty("dvh.source.dir", "."), "java", "src", "test", "cases",
+            "native-methods.json");
+    private static final boolean WRITE = Boolean.getBoolean("dvh.cases.write");
+    private static final ClassForge FORGE = new ClassForge();
+    private static final Map<String, JsonNode> written = new LinkedHashMap<>();
+
+    /** A way to call a method: its name in the case file and how the catalog's arguments change. */
+    record Variant(String name, java.util.function.UnaryOperator<Object[]> change) {
+    }
+
+    static List<Variant> variants(NativeMethods.Method m) {
+        List<Variant> out = new ArrayList<>();
+        out.add(new Variant("working", a -> a));
+        if (m.takesInstance()) {
+            out.add(new Variant("instance 32", a -> with(a, 0, 32)));
+            out.add(new Variant("instance -1", a -> with(a, 0, -1)));
+        }
+        Class<?>[] p = m.parameters();
+        for (int i = 0; i < p.length; i++) {
+            if (!p[i].isPrimitive()) {
+                int at = i;
+                out.add(new Variant("null argument " + (i + 1), a -> with(a, at, null)));
+            }
+        }
+        return out;
+    }
+
+    private static Object[] with(Object[] a, int at, Object value) {
+        Object[] b = a.clone();
+        b[at] = value;
+        return b;
+    }
+
+    @TestFactory
+    Stream<DynamicTest> everyMethodWithWorkingAndBadArguments() throws IOException {
+        JsonNode expected = WRITE || !Files.exists(FILE) ? JSON.createObjectNode() : JSON.readTree(FILE.toFile());
+        List<DynamicTest> tests = new ArrayList<>();
+        for (NativeMethods.Method m : NativeMethods.ALL) {
+            for (Variant v : variants(m)) {
+                String key = m.name() + " / " + v.name();
+                tests.add(DynamicTest.dynamicTest(key, () -> {
+                    ObjectNode actual = run(m, v);
+                    if (WRITE) {
+                        written.put(key, actual);
+                        return;
+                    }
+                    JsonNode want = expected.get(key);
+                    assertEquals(want == null ? "(no row)" : JSON.writeValueAsString(want), JSON.writeValueAsString(actual),
+                            key);
+                }));
+            }
+        }
+        return tests.stream();
+    }
+
+    @AfterAll
+    static void writeCases() throws IOException {
+        if (WRITE) {
+            ObjectNode root = JSON.createObjectNode();
+            written.forEach(root::set);
+            Files.createDirectories(FILE.getParent());
+            JSON.writeValue(FILE.toFile(), root);
+        }
+    }
+
+    /** Fresh simulator, adapters 0 and 1 open, adapter 0's targets in the registry. */
+    private static Object[] prepare(NativeMethods.Method m, Variant v) {
+        SimControl.reset();
+        api.initJNINative();
+        api.openDevice(0);
+        api.openDevice(1);
+        Object[][] args = new Object[1][];
+        stdout(() -> {
+            api.getiSCSIHBAData(0, new HBA());
+            args[0] = v.change().apply(m.args(api, 0));
+        });
+        SimControl.clearCallLog();
+        return args[0];
+    }
+
+    private static ObjectNode run(NativeMethods.Method m, Variant v) throws IOException {
+        ObjectNode row = JSON.createObjectNode();
+        Object[] args = prepare(m, v);
+        JsonNode before = dump(args);
+        Object[] result = new Object[1];
+        String out = stdout(() -> {
+            try {
+                result[0] = m.invoke(api, args);
+            } catch (RuntimeException e) {
+                result[0] = "threw " + e.getClass().getSimpleName();
+            }
+        });
+        row.put("result", String.valueOf(result[0]));
+        row.put("out", out);
+        ArrayNode calls = row.putArray("calls");
+        for (JsonNode c : JSON.readTree(SimControl.callLogJson())) {
+            ObjectNode call = ((ObjectNode) c).deepCopy();
+            call.remove("seq");
+            calls.add(call);
+        }
+        JsonNode after = dump(args);
+        row.put("untouched", before.equals(after));
+        row.set("objects", after);
+        if (v.name().equals("working")) {
+            row.set("accessors", JSON.valueToTree(accessors(m, v)));
+        }
+        // The firmware image's folder is the machine's.
+        return (ObjectNode) JSON.readTree(JSON.writeValueAsString(row)
+                .replace(NativeMethods.FIRMWARE_IMAGE.toString(), "FIRMWARE_IMAGE"));
+    }
+
+    /** The accessors the method calls on the objects it is handed: the same call on recording copies. */
+    private static List<String> accessors(NativeMethods.Method m, Variant v) {
+        Object[] args = prepare(m, v);
+        for (int i = 0; i < args.length; i++) {
+            args[i] = recording(args[i]);
+        }
+        List<String> recorded;
+        Accessors.record();
+        try {
+            stdout(() -> m.invoke(api, args));
+        } finally {
+            recorded = Accessors.recorded();
+        }
+        return recorded;
+    }
+
+    /** A copy of a model object whose accessors note their calls (an array: of each element). */
+    private static Object recording(Object o) {
+        if (o instanceof Object[] array) {
+            Object[] copy = array.clone();
+            for (int i = 0; i < copy.length; i++) {
+                copy[i] = recording(copy[i]);
+            }
+            return copy;
+        }
+        if (o == null || !isModel(o.getClass()) || !ClassForge.subclassable(o.getClass())) {
+            return o;
+        }
+        try {
+            Object copy = FORGE.throwing(o.getClass()).getConstructor().newInstance();
+            for (Method set : o.getClass().getMethods()) {
+                if (!set.getName().startsWith("set") || set.getParameterCount() != 1 || Modifier.isStatic(set.getModifiers())) {
+                    continue;
+                }
+                Method get = getter(o.getClass(), set.getName().substring(3), set.getParameterTypes()[0]);
+                if (get != null) {
+                    set.invoke(copy, get.invoke(o));
+                }
+            }
+            return copy;
+        } catch (ReflectiveOperationException e) {
+            throw new IllegalStateException("recording copy of " + o.getClass(), e);
+        }
+    }
+
+    private static Method getter(Class<?> c, String property, Class<?> type) {
+        for (String prefix : new String[] {"get", "is"}) {
+            try {
+                Method g = c.getMethod(prefix + property);
+                if (g.getReturnType() == type) {
+                    return g;
+                }
+            } catch (NoSuchMethodException e) {
+                // try the next prefix
+            }
+        }
+        return null;
+    }
+
+    private static boolean isModel(Class<?> c) {
+        return c.getPackageName().equals("com.norvik.dvh.iscsi.model");
+    }
+
+    /** The contents of the arguments: every getter of the model objects, nested ones included. */
+    private static JsonNode dump(Object[] args) {
+        ArrayNode out = JSON.createArrayNode();
+        for (Object a : args) {
+            out.add(dump(a, new IdentityHashMap<>(), 0));
+        }
+        return out;
+    }
+
+    private static JsonNode dump(Object o, IdentityHashMap<Object, Boolean> seen, int depth) {
+        if (o == null) {
+            return JSON.nullNode();
+        }
+        if (o instanceof Object[] array) {
+            ArrayNode a = JSON.createArrayNode();
+            for (Object e : array) {
+                a.add(dump(e, seen, depth + 1));
+            }
+            return a;
+        }
+        if (o instanceof Iterable<?> list) {
+            ArrayNode a = JSON.createArrayNode();
+            for (Object e : list) {
+                a.add(dump(e, seen, depth + 1));
+            }
+            return a;
+        }
+        if (!isModel(o.getClass())) {
+            return o.getClass().isArray() || o instanceof Number || o instanceof Boolean || o instanceof Character
+                    || o instanceof String ? JSON.valueToTree(o) : JSON.getNodeFactory().textNode(o.getClass().getSimpleName());
+        }
+        if (seen.put(o, Boolean.TRUE) != null || depth > 8) {
+            return JSON.getNodeFactory().textNode("(seen)");
+        }
+        ObjectNode n = JSON.createObjectNode();
+        List<Method> getters = new ArrayList<>();
+        for (Method g : o.getClass().getMethods()) {
+            String name = g.getName();
+            if (g.getParameterCount() == 0 && !Modifier.isStatic(g.getModifiers()) && g.getDeclaringClass() != Object.class
+                    && (name.startsWith("get") || name.startsWith("is")) && g.getReturnType() != void.class) {
+                getters.add(g);
+            }
+        }
+        getters.sort((a, b) -> a.getName().compareTo(b.getName()));
+        for (Method g : getters) {
+            try {
+                n.set(g.getName(), dump(g.invoke(o), seen, depth + 1));
+            } catch (ReflectiveOperationException | RuntimeException e) {
+                n.put(g.getName(), "(throws)");
+            }
+        }
+        seen.remove(o);
+        return n;
+    }
+}
