@@ -48,7 +48,7 @@ echo "building $build ..."
 cmake --build "$build" -j2 >"$log/base-build.txt" 2>&1 || { echo "the unchanged sources do not build: $log/base-build.txt" >&2; exit 1; }
 
 targets=(dvhiscsi jni_tests dvhprobe user_validation_e2e)
-suites='^(jni_tests|user_validation_e2e|java_tests|dvh_examine_runs)$'
+suites='^(jni_tests|user_validation_e2e|java_tests|testkit_tests|dvh_examine_runs)$'
 run_suites() {
   # A mutant that makes a suite hang is killed by the time limit.
   # The jar and the other libraries are built once, before the first mutant:
