@@ -5,7 +5,6 @@ import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED_TEXT;
 import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -360,20 +359,6 @@ class AdapterDataTest extends NativeTestBase {
         assertEquals("a0", hba.getHBA_Level_Alias());
     }
 
-    @Test
-    void anIndexAbove31IsRefusedWithoutTouchingTheObject() {
-        HBA hba = new HBA();
-        String out = stdout(() -> status = api.getiSCSIHBAData(32, hba));
-        assertEquals(ApiStatus.BAD_INDEX, status);
-        assertEquals("", out);
-        assertEquals(List.of(), SimControl.calls());
-        assertEquals(HBA.DUPLEX_UNKNOWN, hba.getDuplex());
-        // 31 is a valid index: the library is asked (with the empty slot's handle 0).
-        stdout(() -> status = api.getiSCSIHBAData(31, hba));
-        assertNotEquals(ApiStatus.BAD_INDEX, status);
-        assertEquals(List.of(0L), argOfCalls("SDGetHbaDevicePortalPropertyiSCSI", "handle"));
-    }
-
     // --- The single-record property methods ---------------------------------------------
 
     private static Scenario propertyScenario() {
@@ -435,17 +420,4 @@ class AdapterDataTest extends NativeTestBase {
         assertNull(fw.getFirmwareVersion());
     }
 
-    @Test
-    void theDriverMethodTestsItsObjectBeforeTheIndex() {
-        assertEquals("NULL Java Obj!\n", stdout(() -> assertEquals(ApiStatus.NULL_OBJECT,
-                api.getiSCSIDriverInfo(40, null))));
-        assertEquals("", stdout(() -> {
-            assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIFWInfo(40, null));
-            assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIAdapterInfo(40, null));
-            assertEquals(ApiStatus.BAD_INDEX, api.getChipInfo(40, null));
-            assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIHBAData(40, null));
-            assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIDriverInfo(40, new DriverInfo()));
-        }));
-        assertEquals(List.of(), SimControl.calls());
-    }
 }

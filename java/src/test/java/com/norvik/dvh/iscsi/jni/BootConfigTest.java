@@ -310,32 +310,6 @@ class BootConfigTest extends NativeTestBase {
         stdout(() -> assertEquals(NOT_SUPPORTED, api.setBootInfo(0, b)));
     }
 
-    @Test
-    void nullObjectsAndIndexesAbove31AreRefusedWithoutALibraryCall() {
-        openWith(null, null);
-        for (int dev : new int[] {32, 1000}) {
-            assertEquals("", stdout(() -> {
-                assertEquals(ApiStatus.BAD_INDEX, api.getBootInfo(dev, null));
-                assertEquals(ApiStatus.BAD_INDEX, api.getRunningBIOSInfo(dev, new BootInfo()));
-                assertEquals(ApiStatus.BAD_INDEX, api.setBootInfo(dev, new BootInfo()));
-            }));
-        }
-        assertEquals("NULL javaHBAObject!\nNULL javaHBAObject!\nNULL javaHBAObject!\n", stdout(() -> {
-            assertEquals(ApiStatus.NULL_OBJECT, api.getBootInfo(0, null));
-            assertEquals(ApiStatus.NULL_OBJECT, api.getRunningBIOSInfo(0, null));
-            assertEquals(ApiStatus.NULL_OBJECT, api.setBootInfo(0, null));
-        }));
-        assertEquals(List.of(), SimControl.calls());
-    }
-
-    @Test
-    void aNegativeIndexReadsAsHandleZero() {
-        openWith(null, null);
-        String out = stdout(() -> assertEquals(0x20000001, api.getBootInfo(-1, new BootInfo())));
-        assertEquals("SDGetBootcodeInfo call failed! 20000001\n", out);
-        assertEquals(List.of(0L), argOfCalls("SDGetBootcodeInfo", "handle"));
-    }
-
     // --- Objects with accessors missing or throwing -------------------------------------------
 
     /** A BootInfo that records which accessors the native side called. */

@@ -3,7 +3,6 @@ package com.norvik.dvh.iscsi.jni;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertInstanceOf;
 import static org.junit.jupiter.api.Assertions.assertNotSame;
-import static org.junit.jupiter.api.Assertions.assertNull;
 
 import com.norvik.dvh.iscsi.model.ReturnStatus;
 import com.norvik.dvh.iscsi.sim.SimControl;
@@ -65,12 +64,6 @@ class DriverUpdateTest extends NativeTestBase {
                 "a null file name is taken as an empty one");
         assertEquals("", result);
         assertEquals(List.of(), SimControl.calls());
-    }
-
-    @Test
-    void aVersionQueryForInstance32AnswersNullSilently() {
-        assertEquals("", stdout(() -> result = api.iSCSIGetDriverVersion(32, null, "nvs2210.ko", null)));
-        assertNull(result);
     }
 
     @Test

@@ -31,7 +31,9 @@ import org.junit.jupiter.api.TestFactory;
 
 /**
  * Every native method of the catalog, called the way the catalog calls it and then with each bad
- * argument: the adapter instance above 31 and negative, and each object or text null in turn. A
+ * argument: the adapter instance 31 (the last one), above 31 and negative; each object or text
+ * null in turn, alone and with instance 32 (which of the two a method tests first); an array's
+ * first element null or of another class. A
  * case is a row of {@code java/src/test/cases/native-methods.json}: what the method answers, what
  * it prints (byte for byte), the adapter library calls it makes with their arguments and the exact
  * bytes of every record, the model objects' contents afterwards (so "untouched" for a refused
@@ -55,18 +57,42 @@ class MethodCasesTest extends NativeTestBase {
     static List<Variant> variants(NativeMethods.Method m) {
         List<Variant> out = new ArrayList<>();
         out.add(new Variant("working", a -> a));
-        if (m.takesInstance()) {
+        boolean instance = m.takesInstance();
+        if (instance) {
+            out.add(new Variant("instance 31", a -> with(a, 0, 31)));
             out.add(new Variant("instance 32", a -> with(a, 0, 32)));
             out.add(new Variant("instance -1", a -> with(a, 0, -1)));
         }
         Class<?>[] p = m.parameters();
         for (int i = 0; i < p.length; i++) {
-            if (!p[i].isPrimitive()) {
-                int at = i;
-                out.add(new Variant("null argument " + (i + 1), a -> with(a, at, null)));
+            if (p[i].isPrimitive()) {
+                continue;
+            }
+            int at = i;
+            String arg = "argument " + (i + 1);
+            out.add(new Variant("null " + arg, a -> with(a, at, null)));
+            if (instance) {
+                // Some methods test their objects before the instance, some after.
+                out.add(new Variant("instance 32, null " + arg, a -> with(with(a, 0, 32), at, null)));
+            }
+            if (p[i] == Object[].class) {
+                out.add(new Variant("null first element of " + arg, a -> with(a, at, first(a[at], null))));
+                out.add(new Variant("text as first element of " + arg, a -> with(a, at, first(a[at], "not a model object"))));
+                if (instance) {
+                    out.add(new Variant("instance 32, null first element of " + arg,
+                            a -> with(with(a, 0, 32), at, first(a[at], null))));
+                }
             }
         }
         return out;
+    }
+
+    /** The array {@code array} (at least one element) with its first element replaced. */
+    private static Object[] first(Object array, Object element) {
+        Object[] given = (Object[]) array;
+        Object[] a = java.util.Arrays.copyOf(given, Math.max(1, given.length), Object[].class);
+        a[0] = element;
+        return a;
     }
 
     private static Object[] with(Object[] a, int at, Object value) {

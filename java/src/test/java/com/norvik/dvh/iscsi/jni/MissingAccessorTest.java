@@ -19,7 +19,6 @@ import com.norvik.dvh.iscsi.sim.SimControl;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.List;
-import java.util.function.IntSupplier;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.BeforeEach;
@@ -383,43 +382,6 @@ class MissingAccessorTest extends NativeTestBase {
                 + "GetMethodID setIPAddress - Obj call failed!\n".repeat(4)
                 + "GetMethodID setSlpDa - Obj call failed!\n"
                 + "GetMethodID  getInitFW call failed!\n", out);
-    }
-
-    // --- Null objects --------------------------------------------------------------------
-
-    static Stream<Arguments> nullObjects() {
-        HBA hba = new HBA();
-        return Stream.of(
-                Arguments.of("getiSCSIHBAData", (IntSupplier) () -> api.getiSCSIHBAData(0, null), "NULL Java Obj!\n"),
-                Arguments.of("getiSCSIFWInfo", (IntSupplier) () -> api.getiSCSIFWInfo(0, null), "NULL Java Obj!\n"),
-                Arguments.of("getiSCSIDriverInfo", (IntSupplier) () -> api.getiSCSIDriverInfo(0, null),
-                        "NULL Java Obj!\n"),
-                Arguments.of("getiSCSIAdapterInfo", (IntSupplier) () -> api.getiSCSIAdapterInfo(0, null),
-                        "NULL javaHBAObject!\n"),
-                Arguments.of("getChipInfo", (IntSupplier) () -> api.getChipInfo(0, null), "NULL javaHBAObject!\n"),
-                Arguments.of("getFWData", (IntSupplier) () -> api.getFWData(0, null), "NULL jObj!\n"),
-                Arguments.of("setFWData", (IntSupplier) () -> api.setFWData(0, null), "NULL jHba!\n"),
-                Arguments.of("setDDBData", (IntSupplier) () -> api.setDDBData(0, hba, null, 0),
-                        "NULL javaDDBObject!\n"),
-                Arguments.of("setDDBsData array", (IntSupplier) () -> api.setDDBsData(0, hba, null), "NULL jArray!\n"),
-                Arguments.of("setDDBsData adapter",
-                        (IntSupplier) () -> api.setDDBsData(0, null, new Object[] {sampleEntry(1)}), "NULL jHba!\n"),
-                Arguments.of("setDDBsData element", (IntSupplier) () -> api.setDDBsData(0, hba, new Object[1]),
-                        "NULL javaDDBObject!\n"),
-                Arguments.of("getISCSIFWDefaults", (IntSupplier) () -> api.getISCSIFWDefaults(0, null),
-                        "NULL javaInitFWObject!\n"),
-                Arguments.of("getInitialDDBEntry", (IntSupplier) () -> api.getInitialDDBEntry(0, null, 1),
-                        "NULL javaDDBObject!\n"));
-    }
-
-    @ParameterizedTest(name = "{0}")
-    @MethodSource("nullObjects")
-    void aNullObjectIsAnsweredWith4099AndItsMessage(String method, IntSupplier call, String message) {
-        String out = stdout(() -> status = call.getAsInt());
-        assertEquals(ApiStatus.NULL_OBJECT, status);
-        assertEquals(message, out);
-        assertEquals(List.of(), calls("SDSetInitFW"));
-        assertEquals(List.of(), calls("SDSetDDBEntry"));
     }
 
     /** An entry whose inner objects can be taken away. */

@@ -313,21 +313,6 @@ class ScsiQueryTest extends NativeTestBase {
         assertEquals(2, calls("SDSendScsiInquiryCmdiSCSI").size());
     }
 
-    @Test
-    void theIndexIsTestedAfterTheNullObjects() {
-        load(target(1));
-        String out = stdout(() -> status = api.getScsiReportLUNsData(32, new HBA(0), targetAt(1)));
-        assertEquals(0x20000064, status);
-        assertEquals("", out);
-        out = stdout(() -> status = api.getScsiReportLUNsData(32, null, targetAt(1)));
-        assertEquals(4099, status);
-        assertEquals("NULL jHba!\n", out);
-        out = stdout(() -> status = api.getScsiReportLUNsData(32, null, null));
-        assertEquals(4099, status);
-        assertEquals("NULL jTarget!\n", out);
-        assertEquals(List.of(), SimControl.calls());
-    }
-
     // --- Capacity ---------------------------------------------------------------------------
 
     private String capacityOf(LUN lun) {
@@ -458,12 +443,5 @@ class ScsiQueryTest extends NativeTestBase {
         String out = stdout(() -> status = api.getScsiInquiryData(0, new TargetInfo(0, 5, 3), new SCSIInqInfo()));
         assertEquals(0x20000005, status);
         assertEquals("SDSendScsiInquiryCmdiSCSI returned 20000005, target ID = 5\n", out);
-        out = stdout(() -> status = api.getScsiInquiryData(32, new TargetInfo(), new SCSIInqInfo()));
-        assertEquals(0x20000064, status);
-        out = stdout(() -> status = api.getScsiInquiryData(0, null, new SCSIInqInfo()));
-        assertEquals("NULL targetInfoObj!\n", out);
-        out = stdout(() -> status = api.getScsiInquiryData(0, null, null));
-        assertEquals("NULL inqObj!\n", out);
-        assertEquals(4099, status);
     }
 }

@@ -238,13 +238,6 @@ class SecurityPolicyTableTest extends NativeTestBase {
     }
 
     @Test
-    void anInstanceAbove31IsRefusedWithoutCallingTheLibrary() {
-        assertEquals(0x20000064, api.getSecurityPoliciesTable(32, new HBA()));
-        assertEquals(0x20000064, api.setSecurityPolicies(32, new Object[] {manualPolicy()}));
-        assertEquals(List.of(), SimControl.calls());
-    }
-
-    @Test
     void theDefaultScenarioHasPoliciesInSlots0_2_5_9() {
         assertTrue(api.openDevice(0));
         HBA hba = read();
@@ -447,13 +440,6 @@ class SecurityPolicyTableTest extends NativeTestBase {
         write(all);
         assertEquals(0, status);
         assertArrayEquals(ikePolicyRecord(), sent(63));
-    }
-
-    @Test
-    void aNullArrayIsRefusedBeforeTheIndexTest() {
-        String out = stdout(() -> status = api.setSecurityPolicies(32, null));
-        assertEquals(4099, status);
-        assertEquals("NULL jArray!\n", out);
     }
 
     @Test

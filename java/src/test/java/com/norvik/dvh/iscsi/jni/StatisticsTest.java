@@ -404,24 +404,6 @@ class StatisticsTest extends NativeTestBase {
     // --- Index rule, state, reset ----------------------------------------------------------------
 
     @Test
-    void anIndexAbove31IsRejectedWithoutALibraryCall() {
-        assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIStatistics(32, new PortStatistics()));
-        assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIStatistics6124(32, new ExtendedPortStatistics()));
-        assertEquals(ApiStatus.BAD_INDEX, api.getiSCSIHBAState(32, new HBA()));
-        String out = stdout(() -> assertFalse(api.resetISCSICounters(32, 0)));
-        assertEquals("", out);
-        assertEquals(List.of(), calls());
-    }
-
-    @Test
-    void aNegativeIndexReadsHandleZero() {
-        String out = stdout(() -> status = api.getiSCSIStatistics(-1, new PortStatistics()));
-        assertEquals(0x20000001, status);
-        assertEquals("SDGetStatisticsiSCSI call failed!\n", out);
-        assertEquals(0, calls().get(0).arg("handle"));
-    }
-
-    @Test
     void theAdapterStateComesFromItsPortal() {
         HBA hba = new HBA();
         assertEquals(ApiStatus.OK, api.getiSCSIHBAState(0, hba));

@@ -188,15 +188,6 @@ class TargetDataTest extends NativeTestBase {
         assertEquals("NULL javaNodeInfoObject!5\n", out);
         assertEquals(0x8006, noNode.getSessionID());
         assertEquals("0:6:0", noNode.getTargetInfo().address());  // not reached
-
-        out = stdout(() -> status = api.getiSCSITargetData(0, null, new Target(6)));
-        assertEquals("NULL jHba!\n", out);
-        out = stdout(() -> status = api.getiSCSITargetData(0, adapter(0), null));
-        assertEquals("NULL jTarget!\n", out);
-        assertEquals(4099, status);
-        out = stdout(() -> status = api.getiSCSITargetData(32, adapter(0), new Target(6)));
-        assertEquals(0x20000064, status);
-        assertEquals("", out);
     }
 
     /** A target object with the instance and nothing else. */

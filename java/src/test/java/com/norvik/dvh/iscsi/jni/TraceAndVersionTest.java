@@ -72,17 +72,6 @@ class TraceAndVersionTest extends NativeTestBase {
     }
 
     @Test
-    void traceOfInstance32IsRejectedWithoutALibraryCall() {
-        String file = tmp.resolve("t.log").toString();
-        String out = stdout(() -> {
-            assertEquals(ApiStatus.BAD_INDEX, api.enableSdmTrace(32, file));
-            assertEquals(ApiStatus.BAD_INDEX, api.enableSdmTrace(32, null));
-        });
-        assertEquals("", out);
-        assertEquals(List.of(), calls(TRACE));
-    }
-
-    @Test
     void aLibraryFailureIsReturnedAndPrintedInHex() {
         assertTrue(api.openDevice(0));
         SimControl.fault(TRACE, 0x2000abcd, true);
