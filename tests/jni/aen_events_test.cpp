@@ -174,24 +174,6 @@ const std::string kFetchHead0 = "Debug: ***JNI::getAENsForDevice: Creating AEN B
 // Switching events on and off
 // ---------------------------------------------------------------------------
 
-TEST_F(AenEvents, IntervalIsClampedInSecondsThenInMilliseconds)
-{
-    for (jint seconds : {0, 1, 2, 3, 10000, -1, 2147480, 9437})
-        EXPECT_EQ(0, enable(0, seconds)) << seconds;
-    EXPECT_EQ((std::vector<uint32_t>{30000, 30000, 30000, 3000, 0x8FFFFF, 0x8FFFFF, 0x8FFFFF, 9437000}),
-              intervalsAsked());
-
-    // The shared routine on its own: exactly 2000 keeps the default.
-    izksim_clear_call_log();
-    StdoutCapture quiet;
-    int32_t enabled = 7;
-    for (uint32_t ms : {0u, 1999u, 2000u, 2001u, 0x8FFFFEu, 0x8FFFFFu, 0xFFFFFFFFu})
-        EXPECT_EQ(0u, EnableiSCSI_AENsShared(kHandle0, 0, 1, &enabled, ms, 0, 0, nullptr));
-    quiet.finish();
-    EXPECT_EQ(0, enabled);  // never set on the path without a polling loop
-    EXPECT_EQ((std::vector<uint32_t>{2000, 2000, 30000, 2001, 0x8FFFFE, 0x8FFFFF, 0x8FFFFF}), intervalsAsked());
-}
-
 TEST_F(AenEvents, EnableLogsAndReturnsTheLibraryStatus)
 {
     StdoutCapture capture;
@@ -213,49 +195,6 @@ TEST_F(AenEvents, EnableLogsAndReturnsTheLibraryStatus)
               "Debug: ***AddHbaToHbaList.SDStartAENPoll: Driver does not support AENs, ErrorCode=0x2000002d (" +
                   std::string(SdmErrorText(IZKSIM_ST_NOT_SUPPORTED)) + ")\r\n",
               failed.finish());
-}
-
-TEST_F(AenEvents, EnableWithoutCallbackObjectStillSwitchesOnAndAnswersMinusOne)
-{
-    SetIgnoreCurrentAENs(0, 1);
-    StdoutCapture capture;
-    EXPECT_EQ(-1, dvh::enableAENsForDeviceShared(0, 2, false));
-    EXPECT_EQ("Debug: ***JNI::enableAENsForDevice: HBA Device java:sdm Instance=0:5\r\n"
-              "Debug: ***AddHbaToHbaList: Starting AEN Polling for HBA instance 5 with interval=30000\r\n"
-              "Debug: ***EnableiSCSI_AENsShared: Enable AENs W/O Polling Loop\r\n"
-              "NULL fullHostObj cannot setup AEN CallBack Support\n",
-              capture.finish());
-    EXPECT_EQ(1u, simCalls("SDEnableAeniSCSI").size());
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(0));
-}
-
-TEST_F(AenEvents, EnableOfLargeHandlesAndInstancesOutsideTheTable)
-{
-    // A handle above 32 is not switched on at all.
-    {
-        StdoutCapture capture;
-        EXPECT_EQ(0, dvh::enableAENsForDeviceShared(2, 2, true));
-        EXPECT_EQ("Debug: ***JNI::enableAENsForDevice: HBA Device java:sdm Instance=2:100\r\n", capture.finish());
-        EXPECT_TRUE(simCalls("SDEnableAeniSCSI").empty());
-    }
-    // Instance 32 is accepted and, like -1, stands for handle 0.
-    for (jint dev : {32, -1, 1000}) {
-        izksim_clear_call_log();
-        StdoutCapture capture;
-        EXPECT_EQ(static_cast<jint>(IZKSIM_ST_INVALID_HANDLE), dvh::enableAENsForDeviceShared(dev, 2, true));
-        EXPECT_EQ("Debug: ***JNI::enableAENsForDevice: HBA Device java:sdm Instance=" + std::to_string(dev) +
-                      ":0\r\n"
-                      "Debug: ***AddHbaToHbaList: Starting AEN Polling for HBA instance 0 with interval=30000\r\n"
-                      "Debug: ***EnableiSCSI_AENsShared: Enable AENs W/O Polling Loop\r\n"
-                      "Debug: ***AddHbaToHbaList.SDStartAENPoll: Driver does not support AENs, "
-                      "ErrorCode=0x20000001 (" +
-                      std::string(SdmErrorText(IZKSIM_ST_INVALID_HANDLE)) + ")\r\n",
-                  capture.finish());
-        auto calls = simCalls("SDEnableAeniSCSI");
-        ASSERT_EQ(1u, calls.size());
-        EXPECT_EQ(0u, calls[0]["args"]["handle"].get<uint32_t>());
-    }
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(32));
 }
 
 TEST_F(AenEvents, SharedEnableRefusesWhatItDoesNotServe)
@@ -374,24 +313,6 @@ TEST_F(AenEvents, ValidTime)
 // Fetching and filtering
 // ---------------------------------------------------------------------------
 
-TEST_F(AenEvents, HeartbeatsOnlyDoNotCallJava)
-{
-    enable(0);
-    push(0, kAenFwHeartbeat);
-    push(0, kAenFwHeartbeat);
-    Fetch f = fetch(0);
-    EXPECT_EQ(0, f.status);
-    EXPECT_TRUE(f.calls.empty());
-    EXPECT_EQ(kFetchHead0 + "Debug: ***AENHandlerFunction: Device Instance[5] has (2) events.\r\n"
-                            "Debug: ***AENHandlerFunction: Skip Event=0x8019, HBA [Java=0:SDM=5]\r\n"
-                            "Debug: ***AENHandlerFunction: Skip Event=0x8019, HBA [Java=0:SDM=5]\r\n"
-                            "Debug: ***AENHandlerFunction: Zero Update AENs for this HBA [Java=0:SDM=5]\r\n",
-              f.out);
-    auto calls = simCalls("SDGetAeniSCSI");
-    ASSERT_EQ(1u, calls.size());
-    EXPECT_EQ(256u, calls[0]["args"]["bufferSizeInEvents"].get<uint32_t>());
-}
-
 TEST_F(AenEvents, EmptyQueue)
 {
     enable(0);
@@ -402,79 +323,6 @@ TEST_F(AenEvents, EmptyQueue)
                             "Debug: ***AENHandlerFunction: Zero AENs for this HBA [Java=0:SDM=5]\r\n"
                             "Debug: ***AENHandlerFunction: Zero Update AENs for this HBA [Java=0:SDM=5]\r\n",
               f.out);
-}
-
-TEST_F(AenEvents, LinkUpAndDownAreOneCallWithBothBits)
-{
-    enable(0);
-    push(0, kAenLinkUp);
-    push(0, kAenLinkDown, {1, 2, 3, 4, 5, 6, 7});
-    Fetch f = fetch(0, 4, 0x2a);
-    EXPECT_EQ(0, f.status);
-    EXPECT_EQ((std::vector<Call>{{0, 0x18, 4}}), f.calls);
-    EXPECT_EQ(kFetchHead0 +
-                  "Debug: ***AENHandlerFunction: Device Instance[5] has (2) events.\r\n"
-                  "Debug: ***AEN 0: EventCode = 0x8010, payload: 0 0 0 0 0 0 0\r\n"
-                  "Debug: ***AENCallBackFunction: AEN 0 - ID:0x8010 (Link Up) Time: <time> \r\n"
-                  "Debug: ***AEN 1: EventCode = 0x8011, payload: 0x1 0x2 0x3 0x4 0x5 0x6 0x7\r\n"
-                  "Debug: ***AENCallBackFunction: AEN 1 - ID:0x8011 (Link Down) Time: <time> \r\n"
-                  "Debug: ***AENHandlerFunction: Device Instance [42] has (5) events, calling Java Call back "
-                  "function returnVal=0x2\r\n",
-              f.out);
-    // The queue is drained.
-    EXPECT_TRUE(fetch(0).calls.empty());
-}
-
-TEST_F(AenEvents, DeviceDatabaseChangesAgainstTheRecordedStates)
-{
-    recordTarget(kHandle0, 5, 7);
-    recordTarget(kHandle0, 6, 4);
-    enable(0);
-
-    // 7 -> 6 is the driver's own login attempt.
-    push(0, kAenDdbChanged, {1, 5, 6, 0});
-    Fetch dropped = fetch(0);
-    EXPECT_TRUE(dropped.calls.empty());
-    EXPECT_EQ(kFetchHead0 +
-                  "Debug: ***AENHandlerFunction: Device Instance[5] has (1) events.\r\n"
-                  "Debug: ***IsUpdateAEN: Ignore AEN for Target Instance[5], Duplicate State (driver login "
-                  "attempt)\r\n"
-                  "Debug: ***AENHandlerFunction: Skip Event=0x8014, HBA [Java=0:SDM=5]\r\n"
-                  "Debug: ***AENHandlerFunction: Zero Update AENs for this HBA [Java=0:SDM=5]\r\n",
-              dropped.out);
-
-    // 4 -> 6 is a real change.
-    push(0, kAenDdbChanged, {1, 6, 6, 0x1c});
-    Fetch changed = fetch(0, 2, 1);
-    EXPECT_EQ((std::vector<Call>{{0, 0x20, 2}}), changed.calls);
-    EXPECT_EQ(kFetchHead0 +
-                  "Debug: ***AENHandlerFunction: Device Instance[5] has (1) events.\r\n"
-                  "Debug: ***IsUpdateAEN: Different State for Target Instance[6], Orig State=4, New State=6\r\n"
-                  "Debug: ***AEN 0: EventCode = 0x8014, payload: 0x1 0x6 0x6 0x1c 0 0 0\r\n"
-                  "Debug: ***AENCallBackFunction: AEN 0 - ID:0x8014 (DDB 6 Change Detected, State=(Session "
-                  "Failed), ConnErrorCode=0x1c) Time: <time> \r\n"
-                  "Debug: ***AENHandlerFunction: Device Instance [1] has (5) events, calling Java Call back "
-                  "function returnVal=0x1\r\n",
-              changed.out);
-
-    // To the recorded state itself: dropped. The record is never updated,
-    // so the same change is delivered again next time.
-    push(0, kAenDdbChanged, {1, 6, 4, 0});
-    push(0, kAenDdbChanged, {1, 5, 7, 0});
-    push(0, kAenDdbChanged, {1, 6, 6, 0});
-    Fetch mixed = fetch(0);
-    EXPECT_EQ((std::vector<Call>{{0, 0x20, 3}}), mixed.calls);
-    EXPECT_NE(std::string::npos,
-              mixed.out.find("Debug: ***IsUpdateAEN: Ignore AEN for Target Instance[6], Duplicate State (driver "
-                             "login attempt)\r\n"
-                             "Debug: ***AENHandlerFunction: Skip Event=0x8014, HBA [Java=0:SDM=5]\r\n"
-                             "Debug: ***IsUpdateAEN: Ignore AEN for Target Instance[5], Duplicate State (driver "
-                             "login attempt)\r\n"
-                             "Debug: ***AENHandlerFunction: Skip Event=0x8014, HBA [Java=0:SDM=5]\r\n"
-                             "Debug: ***IsUpdateAEN: Different State for Target Instance[6], Orig State=4, New "
-                             "State=6\r\n"
-                             "Debug: ***AEN 2: EventCode = 0x8014"))
-        << mixed.out;
 }
 
 TEST_F(AenEvents, UnknownTargetsAndWholeDatabaseChangesAreDelivered)
@@ -549,94 +397,9 @@ TEST_F(AenEvents, FetchFailureStillRunsTheHandler)
               f.out);
 }
 
-TEST_F(AenEvents, MissingCallbackAnswersMinusOneAfterTheQueueWasDrained)
-{
-    enable(0);
-    push(0, kAenLinkUp);
-    StdoutCapture capture;
-    EXPECT_EQ(-1, dvh::getAENsForDeviceShared(0, 1, [] { return AenJavaCallback(); }));
-    EXPECT_EQ(kFetchHead0 + "GetMethodID jniAENCallBack call failed! HBA ID=0\n", capture.finish());
-    EXPECT_EQ(1u, simCalls("SDGetAeniSCSI").size());
-    // The event is gone.
-    push(0, kAenLinkDown);
-    EXPECT_EQ((std::vector<Call>{{0, 0x10, 3}}), fetch(0).calls);
-}
-
-TEST_F(AenEvents, CallbackThatThrowsEndsTheDelivery)
-{
-    enable(0);
-    push(0, kAenLinkUp);
-    int called = 0;
-    StdoutCapture capture;
-    EXPECT_EQ(0, dvh::getAENsForDeviceShared(0, 1, [&called] {
-                  return [&called](jint, jint, jint) {
-                      ++called;
-                      return AenCallResult{0, true};
-                  };
-              }));
-    std::string out = maskTimes(capture.finish(), start);
-    EXPECT_EQ(1, called);
-    EXPECT_EQ(std::string::npos, out.find("calling Java Call back")) << out;
-    EXPECT_EQ("Debug: ***AENCallBackFunction: AEN 0 - ID:0x8010 (Link Up) Time: <time> \r\n",
-              out.substr(out.rfind("Debug: ")));
-}
-
 // ---------------------------------------------------------------------------
 // Ignore flags
 // ---------------------------------------------------------------------------
-
-TEST_F(AenEvents, IgnoreFlagIsIndexedByTheHandleValue)
-{
-    enable(0);
-    enable(1);
-    // Instance 1 has handle 1: it is silenced. Its queue is still drained.
-    EXPECT_EQ(0, dvh::ignoreAENsShared(1, 1));
-    EXPECT_EQ(1, IgnoreCurrentAENsAt(1));
-    push(1, kAenLinkUp);
-    Fetch skipped = fetch(1);
-    EXPECT_TRUE(skipped.calls.empty());
-    EXPECT_EQ("Debug: ***JNI::getAENsForDevice: Creating AEN Buffer=12288\r\n"
-              "Debug: ***JNI::getAENsForDevice: HBA Device java:sdm Instance=1:1\r\n"
-              "Debug: ***AENHandlerFunction: Device Instance[1] has (1) events.\r\n"
-              "Debug: ***AENHandlerFunction: Skip Processing Events for this HBA [Java=1:SDM=1]\r\n",
-              skipped.out);
-    // Only the low byte of the flag counts.
-    EXPECT_EQ(0, dvh::ignoreAENsShared(1, 0x100));
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(1));
-    EXPECT_EQ(0, dvh::ignoreAENsShared(1, 0x201));
-    EXPECT_EQ(1, IgnoreCurrentAENsAt(1));
-    EXPECT_EQ(0, dvh::ignoreAENsShared(1, 2));
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(1));
-    push(1, kAenLinkDown);
-    EXPECT_EQ((std::vector<Call>{{1, 0x10, 3}}), fetch(1).calls);
-
-    // Instance 0 has handle 5: slot 5 is marked, instance 0 is not silenced.
-    EXPECT_EQ(0, dvh::ignoreAENsShared(0, 1));
-    EXPECT_EQ(1, IgnoreCurrentAENsAt(5));
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(0));
-    push(0, kAenLinkUp);
-    EXPECT_EQ((std::vector<Call>{{0, 0x8, 3}}), fetch(0).calls);
-
-    // Handle 100 lies beyond the flags: nothing is marked.
-    EXPECT_EQ(0, dvh::ignoreAENsShared(2, 1));
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(100));
-    EXPECT_EQ(0, dvh::ignoreAENsShared(-5, 1));  // handle 0: slot 0
-    EXPECT_EQ(1, IgnoreCurrentAENsAt(0));
-}
-
-TEST_F(AenEvents, DisableSilencesAndEnableUnmutes)
-{
-    enable(1);
-    dvh::disableAENsForDeviceShared(1, 0);
-    Fetch f = fetch(1);
-    EXPECT_NE(std::string::npos,
-              f.out.find("Debug: ***AENHandlerFunction: Skip Processing Events for this HBA [Java=1:SDM=1]\r\n"));
-    EXPECT_EQ(std::string::npos, f.out.find("Zero AENs"));
-    enable(1);
-    EXPECT_EQ(0, IgnoreCurrentAENsAt(1));
-    push(1, kAenArpComplete);
-    EXPECT_EQ((std::vector<Call>{{1, 0x20000, 3}}), fetch(1).calls);
-}
 
 TEST_F(AenEvents, FlagTableReadsAndWritesStayInside)
 {
@@ -725,77 +488,6 @@ TEST_F(AenEvents, WithoutEnvironmentObjectOrMethodNothingIsCalled)
     EXPECT_EQ("Debug: ***AENHandlerFunction: Device Instance[5] has (4) events.\r\n"
               "Debug: ***AENHandlerFunction: Zero Update AENs for this HBA [Java=0:SDM=5]\r\n",
               noEvents.finish());
-}
-
-TEST(AenTexts, EventTexts)
-{
-    const std::vector<std::pair<uint32_t, const char*>> table = {
-        {0x8002, "FW System Error"},
-        {0x8005, "Protocol Statistics Alarm"},
-        {0x8006, "SCSI Command PDU Reject"},
-        {0x8010, "Link Up"},
-        {0x8011, "Link Down"},
-        {0x8016, "FW Self Test Failed"},
-        {0x8019, "FW Heartbeat"},
-        {0x801a, "Invalid NVRAM"},
-        {0x801b, "MAC Address Changed"},
-        {0x801c, "IP Address Changed"},
-        {0x801d, "DHCP Lease Expired"},
-        {0x801f, "DHCP Lease Acquired"},
-        {0x8021, "iSNS Event"},
-        {0x8023, "Socket Passthrough"},
-        {0x8025, "Duplicate IP Address Detected"},
-        {0x8026, "ARP Complete"},
-        {0x8027, "Subnet State Change Detected"},
-        {0x8000, "...Unknown AEN 0x8000..."},
-        {0xffffffff, "...Unknown AEN 0xffffffff..."},
-    };
-    for (const auto& [code, text] : table) {
-        ASYNC_EVENT e = event(code);
-        EXPECT_EQ(text, GetAENStringiSCSI(&e)) << std::hex << code;
-    }
-    ASYNC_EVENT one = event(kAenDdbChanged, {1, 300, 2, 0xabc});
-    EXPECT_EQ("DDB 300 Change Detected, State=(Discovery State), ConnErrorCode=0xabc", GetAENStringiSCSI(&one));
-    ASYNC_EVENT all = event(kAenDdbChanged, {7, 300, 9, 0});
-    EXPECT_EQ("All DDBs Change Detected, State=(...Unknown DDB State 0x9...), ConnErrorCode=0x0",
-              GetAENStringiSCSI(&all));
-    EXPECT_EQ("", GetAENStringiSCSI(nullptr));
-}
-
-TEST(AenTexts, ConnectionStates)
-{
-    EXPECT_EQ("DDB UnAssigned", GetConnStateString(0));
-    EXPECT_EQ("No Active Connection", GetConnStateString(1));
-    EXPECT_EQ("Discovery State", GetConnStateString(2));
-    EXPECT_EQ("No Session Active", GetConnStateString(3));
-    EXPECT_EQ("Active Session", GetConnStateString(4));
-    EXPECT_EQ("Logging Out", GetConnStateString(5));
-    EXPECT_EQ("Session Failed", GetConnStateString(6));
-    EXPECT_EQ("...Unknown DDB State 0x7...", GetConnStateString(7));
-    EXPECT_EQ("Offline", GetConnStateString(0x1007));
-    EXPECT_EQ("...Unknown DDB State 0x1006...", GetConnStateString(0x1006));
-}
-
-TEST(AenTexts, UpdateBits)
-{
-    const std::vector<std::pair<uint32_t, uint32_t>> bits = {
-        {0x8002, 0x1},     {0x8005, 0x2},     {0x8006, 0x4},     {0x8010, 0x8},      {0x8011, 0x10},
-        {0x8016, 0x40},    {0x801a, 0x200},   {0x801b, 0x400},   {0x801c, 0x800},    {0x801d, 0x1000},
-        {0x801f, 0x2000},  {0x8021, 0x4000},  {0x8023, 0x8000},  {0x8025, 0x10000},  {0x8026, 0x20000},
-        {0x8027, 0x40000}, {0x8003, 0x40000000}, {0, 0x40000000},
-    };
-    for (const auto& [code, bit] : bits) {
-        ASYNC_EVENT e = event(code);
-        uint32_t stored = 0;
-        EXPECT_EQ(1, IsUpdateAENShared(&e, nullptr, &stored)) << std::hex << code;
-        EXPECT_EQ(bit, stored) << std::hex << code;
-    }
-    ASYNC_EVENT heartbeat = event(kAenFwHeartbeat);
-    uint32_t stored = 0;
-    EXPECT_EQ(0, IsUpdateAENShared(&heartbeat, nullptr, &stored));
-    EXPECT_EQ(0x100u, stored);
-    EXPECT_EQ(0, IsUpdateAENShared(nullptr, nullptr, &stored));
-    EXPECT_EQ(0, CheckIgnoreAENUpdateOpShared());
 }
 
 // ---------------------------------------------------------------------------
