@@ -3,6 +3,7 @@ package com.norvik.dvh.iscsi.catalog;
 import com.norvik.dvh.iscsi.jni.ApiWrapper;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
 import com.norvik.dvh.iscsi.model.BootInfo;
+import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.ChipInfo;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
 import com.norvik.dvh.iscsi.model.DriverInfo;
@@ -195,6 +196,15 @@ public final class NativeMethods {
         return values;
     }
 
+    /** A CHAP entry whose secret array holds more bytes than its length: only the length is sent. */
+    private static CHAPTableEntry longSecret() {
+        CHAPTableEntry e = Samples.chapEntry(2, "long", "", 0, 0);
+        short[] secret = new short[CHAPTableEntry.SECRET_SIZE];
+        Arrays.fill(secret, (short) 'x');
+        e.setChapSecret(secret, 12);
+        return e;
+    }
+
     private static Target target(int id) {
         Target t = new Target(id);
         t.getTargetInfo().setTargetID(id);
@@ -239,7 +249,8 @@ public final class NativeMethods {
             m("startAENValidTime", (api, dev) -> a(dev, 0))
                     .prints("SDSetAENValidTime", "***SetAENValidTimeShared: Error Setting the SDSetAENValidTime (HBA:%d), "
                             + "ErrorCode=%x (%s)"),
-            m("validateSystemUser", (api, dev) -> a("nobody", "wrong")),
+            // A name no user database can hold (a colon), so that the answer is the same on every machine.
+            m("validateSystemUser", (api, dev) -> a("no such user:acme", "wrong")),
             m("enableSdmTrace", (api, dev) -> a(dev, "catalog-trace.txt"))
                     .prints("SDEnableDebugTraceiSCSI", "JNI: SDEnableDebugTraceiSCSI: %x "),
             m("getiSCSIAdapterInfo", (api, dev) -> a(dev, new NodeInfo()))
@@ -287,7 +298,8 @@ public final class NativeMethods {
             m("getCHAPTableData", (api, dev) -> a(dev, new HBA())).answers(FIXED, 4099)
                     .prints("SDGetCHAPEntryNum", "JNI: SDGetCHAPEntryNum call failed! %x ")
                     .prints("SDGetCHAPTable", "JNI: SDGetCHAPTable call failed! %x "),
-            m("setCHAPTableData", (api, dev) -> a(dev, new Object[] {Samples.chapEntry(1, "name", "secret-one", 0, 0)}))
+            m("setCHAPTableData", (api, dev) -> a(dev, new Object[] {Samples.chapEntry(1, "name", "secret-one", 0, 0),
+                    longSecret()}))
                     .silent("SDSetCHAPTable"),
             m("setCHAPTableSparse", (api, dev) -> a(dev, new Object[] {Samples.chapEntry(9, "nine", "secret-nine", 0x40, 1)},
                     new Object[] {Samples.chapEntry(4, "x", "y", 0, 0)})).silent("SDSetCHAPTableEntry", FIXED, 0),

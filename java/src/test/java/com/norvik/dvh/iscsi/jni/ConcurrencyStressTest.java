@@ -105,7 +105,7 @@ class ConcurrencyStressTest extends NativeTestBase {
         AenSink sink0 = new AenSink();
         long seconds = Long.getLong("dvh.stress.seconds", 3);
         List<Thread> threads = new ArrayList<>();
-        String out = stdout(() -> {
+        stdout(() -> {
             assertEquals(0, api.enableAENsForDevice(0, 1, sink0));
             threads.add(worker(0, "events-0", new Random(0), () -> {
                 // Adapter 0 is never closed and its events never switched off: every link event
@@ -192,7 +192,6 @@ class ConcurrencyStressTest extends NativeTestBase {
         if (failure.get() != null) {
             throw new AssertionError(failure.get());
         }
-        assertTrue(out.length() >= 0);
         assertEquals(pushed.get(), delivered.get(), "every pushed event delivered");
         assertTrue(delivered.get() > 0 && operations.get() > 0);
         System.err.println("stress: " + operations.get() + " operations and " + delivered.get()

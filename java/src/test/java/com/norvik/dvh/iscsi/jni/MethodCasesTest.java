@@ -8,6 +8,7 @@ import com.fasterxml.jackson.databind.SerializationFeature;
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.catalog.NativeMethods;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.fuzz.Accessors;
 import com.norvik.dvh.iscsi.fuzz.ClassForge;
 import com.norvik.dvh.iscsi.model.HBA;
@@ -50,8 +51,14 @@ class MethodCasesTest extends NativeTestBase {
     private static final ClassForge FORGE = new ClassForge();
     private static final Map<String, JsonNode> written = new LinkedHashMap<>();
 
-    /** A way to call a method: its name in the case file and how the catalog's arguments change. */
-    record Variant(String name, java.util.function.UnaryOperator<Object[]> change) {
+    /**
+     * A way to call a method: its name in the case file, how the catalog's arguments change, and
+     * whether adapter 0 has the handle 32 (the last one the event methods serve) instead of 10.
+     */
+    record Variant(String name, java.util.function.UnaryOperator<Object[]> change, boolean handle32) {
+        Variant(String name, java.util.function.UnaryOperator<Object[]> change) {
+            this(name, change, false);
+        }
     }
 
     static List<Variant> variants(NativeMethods.Method m) {
@@ -62,6 +69,7 @@ class MethodCasesTest extends NativeTestBase {
             out.add(new Variant("instance 31", a -> with(a, 0, 31)));
             out.add(new Variant("instance 32", a -> with(a, 0, 32)));
             out.add(new Variant("instance -1", a -> with(a, 0, -1)));
+            out.add(new Variant("adapter 0 at handle 32", a -> a, true));
         }
         Class<?>[] p = m.parameters();
         for (int i = 0; i < p.length; i++) {
@@ -136,6 +144,11 @@ class MethodCasesTest extends NativeTestBase {
     /** Fresh simulator, adapters 0 and 1 open, adapter 0's targets in the registry. */
     private static Object[] prepare(NativeMethods.Method m, Variant v) {
         SimControl.reset();
+        if (v.handle32()) {
+            ObjectNode scenario = Scenarios.defaultScenario();
+            ((ObjectNode) scenario.get("adapters").get(0)).put("handle", 32);
+            SimControl.loadScenario(Scenarios.text(scenario));
+        }
         api.initJNINative();
         api.openDevice(0);
         api.openDevice(1);
