@@ -1,15 +1,13 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.norvik.dvh.iscsi.catalog.Samples;
-
-import com.norvik.dvh.iscsi.catalog.Scenarios;
-
 import com.fasterxml.jackson.annotation.JsonAutoDetect;
 import com.fasterxml.jackson.annotation.PropertyAccessor;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.fasterxml.jackson.databind.SerializationFeature;
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.Samples;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.AdapterLogs;
 import com.norvik.dvh.iscsi.model.BootInfo;
 import com.norvik.dvh.iscsi.model.BufferTestResult;
@@ -51,7 +49,6 @@ import java.util.function.Supplier;
 import java.util.function.ToIntFunction;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
-
 import javax.management.ObjectName;
 
 /**

@@ -1,7 +1,5 @@
 package com.norvik.dvh.iscsi.examiner;
 
-import com.norvik.dvh.iscsi.catalog.Scenarios;
-
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -9,6 +7,7 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.jni.NativeTestBase;
 import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;

@@ -1,8 +1,8 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED_TEXT;
-import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;

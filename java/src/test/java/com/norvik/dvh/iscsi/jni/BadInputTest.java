@@ -1,11 +1,11 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.sampleEntry;
+import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.DDB_ENTRY_SIZE;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.INIT_FW_SIZE;
-import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.expectedEntryRecord;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.putEntry;
-import static com.norvik.dvh.iscsi.catalog.Samples.sampleEntry;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.slice;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;

@@ -1,7 +1,5 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.norvik.dvh.iscsi.catalog.Samples;
-
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
@@ -10,6 +8,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.Samples;
 import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.HBA;

@@ -1,7 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
-import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static com.norvik.dvh.iscsi.catalog.Samples.sampleEntry;
+import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 

@@ -1,13 +1,12 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.norvik.dvh.iscsi.catalog.Scenarios;
-
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
 import com.norvik.dvh.iscsi.model.DevEntry;
 import com.norvik.dvh.iscsi.model.IPAddr;

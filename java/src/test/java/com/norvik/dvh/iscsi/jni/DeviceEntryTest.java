@@ -1,12 +1,12 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.sampleEntry;
+import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.DDB_ENTRY_SIZE;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.assertEntryEquals;
-import static com.norvik.dvh.iscsi.catalog.Scenarios.ddb;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.expectedEntryRecord;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.putEntry;
-import static com.norvik.dvh.iscsi.catalog.Samples.sampleEntry;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.slice;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.u16;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.u32;

@@ -1,9 +1,5 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.norvik.dvh.iscsi.catalog.Samples;
-
-import com.norvik.dvh.iscsi.catalog.Scenarios;
-
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -13,6 +9,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.Samples;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.BufferTestResult;
 import com.norvik.dvh.iscsi.model.DiagnosticStatus;
 import com.norvik.dvh.iscsi.model.IPAddr;

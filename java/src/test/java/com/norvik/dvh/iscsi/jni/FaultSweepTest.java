@@ -3,8 +3,8 @@ package com.norvik.dvh.iscsi.jni;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.norvik.dvh.iscsi.catalog.NativeMethods;
 import com.norvik.dvh.iscsi.catalog.NativeMethods.Failure;
+import com.norvik.dvh.iscsi.catalog.NativeMethods;
 import com.norvik.dvh.iscsi.model.HBA;
 import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;

@@ -1,8 +1,8 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.fillDevEntry;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.INIT_FW_SIZE;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
-import static com.norvik.dvh.iscsi.catalog.Samples.fillDevEntry;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.hex;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.pattern;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.putDevEntry;

@@ -1,10 +1,8 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.norvik.dvh.iscsi.catalog.Samples;
-
-import com.norvik.dvh.iscsi.catalog.Scenarios;
-
 import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.Samples;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.SecurityPolicyEntry;
 import com.norvik.dvh.iscsi.model.SecurityTransform;

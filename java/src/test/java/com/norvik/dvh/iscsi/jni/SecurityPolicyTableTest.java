@@ -1,6 +1,5 @@
 package com.norvik.dvh.iscsi.jni;
 
-import com.norvik.dvh.iscsi.catalog.Scenarios;
 import static com.norvik.dvh.iscsi.catalog.Scenarios.policy;
 import static com.norvik.dvh.iscsi.jni.SecurityFixtures.*;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
@@ -10,6 +9,7 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ObjectNode;
+import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.HBA;
 import com.norvik.dvh.iscsi.model.IPAddr;
