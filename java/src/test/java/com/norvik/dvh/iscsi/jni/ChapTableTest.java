@@ -1,5 +1,6 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.chapEntry;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
@@ -37,10 +38,6 @@ class ChapTableTest extends NativeTestBase {
     // --- Fixtures -------------------------------------------------------------------------
 
     /** An entry whose secret is the bytes of {@code secret}, its length the text's length. */
-    static CHAPTableEntry entry(int flashIndex, String name, String secret, int flags, int link) {
-        return Samples.chapEntry(flashIndex, name, secret, flags, link);
-    }
-
     /** The CHAPTABLE record the library must receive for an entry with these values. */
     static byte[] record(int link, int flags, int secretLength, byte[] secret, String name) {
         byte[] r = new byte[ENTRY_SIZE];
@@ -157,7 +154,7 @@ class ChapTableTest extends NativeTestBase {
         assertTrue(api.openDevice(0));
         CHAPTableEntry[] array = new CHAPTableEntry[127];
         for (int i = 0; i < array.length; i++) {
-            array[i] = entry(0, "user-" + i, "secret-" + i, i, 1000 + i);
+            array[i] = chapEntry(0, "user-" + i, "secret-" + i, i, 1000 + i);
         }
         SimControl.clearCallLog();
         assertEquals(0, api.setCHAPTableData(0, array));
@@ -184,7 +181,7 @@ class ChapTableTest extends NativeTestBase {
     void denseWriteOf128ElementsOrOfNoneWritesNothingAndAnswers0() {
         assertTrue(api.openDevice(0));
         CHAPTableEntry[] array = new CHAPTableEntry[128];
-        Arrays.fill(array, entry(0, "x", "y", 0, 0));
+        Arrays.fill(array, chapEntry(0, "x", "y", 0, 0));
         SimControl.clearCallLog();
         assertEquals(0, api.setCHAPTableData(0, array));
         assertEquals(0, api.setCHAPTableData(0, new CHAPTableEntry[0]));
@@ -234,7 +231,7 @@ class ChapTableTest extends NativeTestBase {
     void namesAreCutAt256BytesWithoutATerminatorAndANullNameOrSecretLeavesZeros() {
         assertTrue(api.openDevice(0));
         String longName = "n".repeat(300);
-        CHAPTableEntry cut = entry(0, longName, "s", 0, 0);
+        CHAPTableEntry cut = chapEntry(0, longName, "s", 0, 0);
         CHAPTableEntry bare = new CHAPTableEntry() {
             @Override
             public String getChapName() {
@@ -259,7 +256,7 @@ class ChapTableTest extends NativeTestBase {
     void aFailedDenseWriteAnswersTheLibraryStatus() {
         assertTrue(api.openDevice(0));
         SimControl.fault("SDSetCHAPTable", ConfigFixtures.NOT_SUPPORTED, true);
-        String out = stdout(() -> status = api.setCHAPTableData(0, new CHAPTableEntry[] {entry(0, "a", "b", 0, 0)}));
+        String out = stdout(() -> status = api.setCHAPTableData(0, new CHAPTableEntry[] {chapEntry(0, "a", "b", 0, 0)}));
         assertEquals(ConfigFixtures.NOT_SUPPORTED, status);
         assertEquals("", out);
     }
@@ -305,9 +302,9 @@ class ChapTableTest extends NativeTestBase {
     @Test
     void sparseWriteDeletesFirstWithBlankEntriesThenWritesEachEntryAtItsIndex() {
         loadTable(128, new Object[] {4, "old", "x"});
-        CHAPTableEntry gone = entry(0x104, "ignored", "ignored", 0, 0);  // index keeps its low 8 bits: 4
-        CHAPTableEntry a = entry(9, "nine", "secret-nine", 0x40, 0x1FF);
-        CHAPTableEntry b = entry(10, "ten", "secret-ten", 0x80, 1);
+        CHAPTableEntry gone = chapEntry(0x104, "ignored", "ignored", 0, 0);  // index keeps its low 8 bits: 4
+        CHAPTableEntry a = chapEntry(9, "nine", "secret-nine", 0x40, 0x1FF);
+        CHAPTableEntry b = chapEntry(10, "ten", "secret-ten", 0x80, 1);
         String out = stdout(() -> status = api.setCHAPTableSparse(0, new Object[] {a, b}, new Object[] {gone}));
         assertEquals(0, status);
         assertEquals("", out);
@@ -327,8 +324,8 @@ class ChapTableTest extends NativeTestBase {
     void aDeletionArrayOf128ElementsIsIgnoredWhileTheWritesHappen() {
         loadTable(128, new Object[] {4, "kept", "x"});
         CHAPTableEntry[] removed = new CHAPTableEntry[128];
-        Arrays.fill(removed, entry(4, "kept", "x", 0, 0));
-        assertEquals(0, api.setCHAPTableSparse(0, new Object[] {entry(7, "seven", "s7", 0, 0)}, removed));
+        Arrays.fill(removed, chapEntry(4, "kept", "x", 0, 0));
+        assertEquals(0, api.setCHAPTableSparse(0, new Object[] {chapEntry(7, "seven", "s7", 0, 0)}, removed));
         assertEquals(List.of(7L), argOfCalls("SDSetCHAPTableEntry", "index"));
         HBA hba = new HBA();
         api.getCHAPTableSparse(0, hba);
@@ -339,8 +336,8 @@ class ChapTableTest extends NativeTestBase {
     void sparseWritesOf128ElementsOrNoneWriteNothingButDeletionsStillHappen() {
         loadTable(128, new Object[] {4, "gone", "x"});
         CHAPTableEntry[] many = new CHAPTableEntry[128];
-        Arrays.fill(many, entry(7, "seven", "s7", 0, 0));
-        assertEquals(0, api.setCHAPTableSparse(0, many, new Object[] {entry(4, "", "", 0, 0)}));
+        Arrays.fill(many, chapEntry(7, "seven", "s7", 0, 0));
+        assertEquals(0, api.setCHAPTableSparse(0, many, new Object[] {chapEntry(4, "", "", 0, 0)}));
         assertEquals(0, api.setCHAPTableSparse(0, new Object[0], null));
         assertEquals(List.of(4L), argOfCalls("SDSetCHAPTableEntry", "index"));
     }
@@ -348,9 +345,9 @@ class ChapTableTest extends NativeTestBase {
     @Test
     void anElementWithoutANameTakesThePreviousElementsName() {
         loadTable(128);
-        CHAPTableEntry unnamed = entry(6, "x", "s6", 0, 0);
+        CHAPTableEntry unnamed = chapEntry(6, "x", "s6", 0, 0);
         unnamed.setChapName(null);
-        assertEquals(0, api.setCHAPTableSparse(0, new Object[] {entry(5, "five", "s5", 0, 0), unnamed}, null));
+        assertEquals(0, api.setCHAPTableSparse(0, new Object[] {chapEntry(5, "five", "s5", 0, 0), unnamed}, null));
         List<SimCall> writes = calls("SDSetCHAPTableEntry");
         assertArrayEquals(record(0, 0, 2, ascii("s6"), "five"), writes.get(1).record("entry"));
     }
@@ -359,8 +356,8 @@ class ChapTableTest extends NativeTestBase {
     void writeStatusesOfSingleEntriesAreNotLookedAt() {
         loadTable(128);
         SimControl.fault("SDSetCHAPTableEntry", ConfigFixtures.NOT_SUPPORTED, false);
-        assertEquals(0, api.setCHAPTableSparse(0, new Object[] {entry(5, "five", "s5", 0, 0)},
-                new Object[] {entry(3, "", "", 0, 0)}));
+        assertEquals(0, api.setCHAPTableSparse(0, new Object[] {chapEntry(5, "five", "s5", 0, 0)},
+                new Object[] {chapEntry(3, "", "", 0, 0)}));
         assertEquals(2, calls("SDSetCHAPTableEntry").size());
     }
 
@@ -373,10 +370,10 @@ class ChapTableTest extends NativeTestBase {
             api.getCHAPTableData(0, new HBA());
             api.getCHAPTableSparse(0, new HBA());
             api.getCHAPTableData(0, new Object());
-            api.setCHAPTableData(0, new Object[] {entry(1, "n", "Hidden-Secret-1", 0, 0), null});
-            api.setCHAPTableSparse(0, new Object[] {entry(1, "n", "Hidden-Secret-2", 0, 0)}, null);
+            api.setCHAPTableData(0, new Object[] {chapEntry(1, "n", "Hidden-Secret-1", 0, 0), null});
+            api.setCHAPTableSparse(0, new Object[] {chapEntry(1, "n", "Hidden-Secret-2", 0, 0)}, null);
             SimControl.fault("SDSetCHAPTable", ConfigFixtures.NOT_SUPPORTED, true);
-            api.setCHAPTableData(0, new Object[] {entry(1, "n", "Hidden-Secret-3", 0, 0)});
+            api.setCHAPTableData(0, new Object[] {chapEntry(1, "n", "Hidden-Secret-3", 0, 0)});
         });
         assertFalse(out.isEmpty());
         for (String secret : List.of("Tq7#vault-a1!", "m0nsoon-Ridge-4412", "c4-Basalt-99z", "Larch_Yew_Elm_7",
@@ -397,7 +394,7 @@ class ChapTableTest extends NativeTestBase {
             }
         };
         renamed.setFlashIndex(8);
-        CHAPTableEntry plain = entry(9, "nine", "s9", 0, 0);
+        CHAPTableEntry plain = chapEntry(9, "nine", "s9", 0, 0);
         // Deletions and writes of one call, entries of both classes; the other class still refused.
         String out = stdout(() -> status = api.setCHAPTableSparse(0,
                 new Object[] {plain, renamed, plain, "not an entry", plain}, new Object[] {renamed, plain}));

@@ -1,5 +1,8 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.bufferTarget;
+import static com.norvik.dvh.iscsi.catalog.Samples.bufferResults;
+import static com.norvik.dvh.iscsi.catalog.Samples.PATTERN;
 import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -37,7 +40,6 @@ import org.junit.jupiter.api.Test;
 class DiagnosticsTest extends NativeTestBase {
 
     static final int BAD_INDEX = ApiStatus.BAD_INDEX;
-    static final char[] PATTERN = Samples.PATTERN;
     static final byte[] PATTERN_BYTES = {0x55, 'Z', 'e', 'b', 'r', 'a', '-', (byte) 0xff, 0, 'o', 'k'};
 
     private int status;
@@ -53,14 +55,6 @@ class DiagnosticsTest extends NativeTestBase {
     private static void open() {
         assertTrue(api.openDevice(0));
         SimControl.clearCallLog();
-    }
-
-    static TargetInfo ready(int targetId, int lun) {
-        return Samples.bufferTarget(targetId, lun);
-    }
-
-    static BufferTestResult[] results(int n) {
-        return Samples.bufferResults(n);
     }
 
     static List<SimCall> commands(int opcode) {
@@ -253,8 +247,8 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void oneMiscompareInTenIterationsWithoutStopOnError() {
         open();
-        BufferTestResult[] r = results(1);
-        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {ready(3, 0)}, 0, 10, PATTERN,
+        BufferTestResult[] r = bufferResults(1);
+        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {bufferTarget(3, 0)}, 0, 10, PATTERN,
                 new TestStatus(), r));
         assertEquals("", out);
         assertEquals(DiagnosticStatus.DATA_MISCOMPARE, status);
@@ -274,8 +268,8 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void theCommandsCarryThePatternsLowBytes() {
         open();
-        BufferTestResult[] r = results(1);
-        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {ready(0, 2)}, 0, 2, PATTERN,
+        BufferTestResult[] r = bufferResults(1);
+        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 2)}, 0, 2, PATTERN,
                 new TestStatus(), r));
         byte[] cdb = {0x3B, 2, 0, 0, 0, 0, 0, 0, (byte) PATTERN.length, 0};
         SimCall write = commands(0x3B).get(0);
@@ -300,9 +294,9 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void stopOnErrorEndsTheTestAtTheMiscompare() {
         open();
-        BufferTestResult[] r = results(2);
+        BufferTestResult[] r = bufferResults(2);
         assertEquals(DiagnosticStatus.DATA_MISCOMPARE, api.readWriteBufferTest(0,
-                new Object[] {ready(3, 0), ready(0, 0)}, 1, 10, PATTERN, new TestStatus(), r));
+                new Object[] {bufferTarget(3, 0), bufferTarget(0, 0)}, 1, 10, PATTERN, new TestStatus(), r));
         assertEquals(5, commands(0x3C).size());
         assertEquals(DiagnosticStatus.TESTED, r[0].getReadWriteBufferTestStatus());
         assertEquals(1, r[0].getDataMiscompare());
@@ -314,13 +308,13 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void theGateSendsNothingToTargetsThatCannotBeTested() {
         open();
-        TargetInfo notReady = ready(0, 0);
+        TargetInfo notReady = bufferTarget(0, 0);
         notReady.setTargetState(6);
-        TargetInfo notRequested = ready(0, 1);
+        TargetInfo notRequested = bufferTarget(0, 1);
         notRequested.setPerformBufferTest(false);
-        TargetInfo unsupported = ready(3, 1);
+        TargetInfo unsupported = bufferTarget(3, 1);
         unsupported.setSupportsTest(false);
-        BufferTestResult[] r = results(3);
+        BufferTestResult[] r = bufferResults(3);
         assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {notReady, notRequested, unsupported}, 0,
                 3, PATTERN, new TestStatus(), r));
         assertEquals(DiagnosticStatus.TARGET_NOT_READY, r[0].getReadWriteBufferTestStatus());
@@ -335,9 +329,9 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void senseKey5MarksTheTargetNotSupported() {
         open();
-        TargetInfo rejecting = ready(1, 0);
-        BufferTestResult[] r = results(2);
-        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {rejecting, ready(0, 0)}, 1, 4, PATTERN,
+        TargetInfo rejecting = bufferTarget(1, 0);
+        BufferTestResult[] r = bufferResults(2);
+        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {rejecting, bufferTarget(0, 0)}, 1, 4, PATTERN,
                 new TestStatus(), r));
         assertEquals(DiagnosticStatus.NOT_SUPPORTED, r[0].getReadWriteBufferTestStatus());
         assertFalse(rejecting.getSupportsTest());
@@ -359,9 +353,9 @@ class DiagnosticsTest extends NativeTestBase {
             b.addObject().put("bus", 0).put("targetId", 0).put("lun", 1).put("senseKey", 3).put("failOn", "read");
         });
         open();
-        BufferTestResult[] r = results(3);
+        BufferTestResult[] r = bufferResults(3);
         assertEquals(DiagnosticStatus.READ_BUFFER_FAILED, api.readWriteBufferTest(0,
-                new Object[] {ready(0, 0), ready(0, 1), ready(0, 2)}, 0, 3, PATTERN, new TestStatus(), r));
+                new Object[] {bufferTarget(0, 0), bufferTarget(0, 1), bufferTarget(0, 2)}, 0, 3, PATTERN, new TestStatus(), r));
         assertEquals(DiagnosticStatus.WRITE_BUFFER_FAILED, r[0].getReadWriteBufferTestStatus());
         assertEquals(DiagnosticStatus.READ_BUFFER_FAILED, r[1].getReadWriteBufferTestStatus());
         assertEquals(DiagnosticStatus.TESTED, r[2].getReadWriteBufferTestStatus());
@@ -370,9 +364,9 @@ class DiagnosticsTest extends NativeTestBase {
         load(d -> d.putArray("buffers").addObject().put("bus", 0).put("targetId", 0).put("lun", 0)
                 .put("senseKey", 4));
         open();
-        BufferTestResult[] s = results(2);
+        BufferTestResult[] s = bufferResults(2);
         assertEquals(DiagnosticStatus.WRITE_BUFFER_FAILED, api.readWriteBufferTest(0,
-                new Object[] {ready(0, 0), ready(0, 1)}, 1, 3, PATTERN, new TestStatus(), s));
+                new Object[] {bufferTarget(0, 0), bufferTarget(0, 1)}, 1, 3, PATTERN, new TestStatus(), s));
         assertEquals(DiagnosticStatus.WRITE_BUFFER_FAILED, s[0].getReadWriteBufferTestStatus());
         assertEquals(DiagnosticStatus.COMPLETED, s[1].getReadWriteBufferTestStatus());
         assertEquals(1, calls("SDSendScsiPassThruiSCSI").size());
@@ -381,10 +375,10 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void withNoIterationsEachEligibleTargetGetsTheCounterDifferences() {
         open();
-        BufferTestResult[] r = results(2);
-        TargetInfo notReady = ready(0, 1);
+        BufferTestResult[] r = bufferResults(2);
+        TargetInfo notReady = bufferTarget(0, 1);
         notReady.setTargetState(0);
-        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {ready(0, 0), notReady}, 0, 0, PATTERN,
+        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0), notReady}, 0, 0, PATTERN,
                 new TestStatus(), r));
         assertEquals(DiagnosticStatus.TESTED, r[0].getReadWriteBufferTestStatus());
         assertEquals(0, r[0].getIoCount());
@@ -400,8 +394,8 @@ class DiagnosticsTest extends NativeTestBase {
     void aFailedStatisticsReadEndsTheTestWith101() {
         open();
         SimControl.fault("SDGetStatisticsGen", NOT_SUPPORTED, true);
-        BufferTestResult[] r = results(1);
-        assertEquals(DiagnosticStatus.STATISTICS_FAILED, api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 3,
+        BufferTestResult[] r = bufferResults(1);
+        assertEquals(DiagnosticStatus.STATISTICS_FAILED, api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 3,
                 PATTERN, new TestStatus(), r));
         assertTrue(calls("SDSendScsiPassThruiSCSI").isEmpty());
         assertEquals(DiagnosticStatus.COMPLETED, r[0].getReadWriteBufferTestStatus());
@@ -410,15 +404,15 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void aPatternLongerThan64IsRefusedBeforeAnyTarget() {
         open();
-        BufferTestResult[] r = results(1);
-        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 1,
+        BufferTestResult[] r = bufferResults(1);
+        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1,
                 new char[65], new TestStatus(), r));
         assertEquals(BAD_INDEX, status);
         assertEquals("JNI: Invalid Paramater at Line 10320\n", out);
         assertEquals(-1, r[0].getReadWriteBufferTestStatus());
         assertTrue(SimControl.calls().isEmpty());
         // 64 is allowed.
-        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 1, new char[64],
+        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, new char[64],
                 new TestStatus(), r));
         assertEquals(64, r[0].getLastPattern().length);
     }
@@ -428,7 +422,7 @@ class DiagnosticsTest extends NativeTestBase {
         open();
         // Null elements, a short result array, a wrong-class target, a null pattern, negative count.
         BufferTestResult[] r = {new BufferTestResult(), null};
-        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {null, ready(0, 0), "not a target"}, 0,
+        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {null, bufferTarget(0, 0), "not a target"}, 0,
                 -5, null, new TestStatus(), r));
         assertEquals(ApiStatus.OK, status);
         assertEquals(DiagnosticStatus.TARGET_NOT_READY, r[0].getReadWriteBufferTestStatus());
@@ -437,7 +431,7 @@ class DiagnosticsTest extends NativeTestBase {
         assertTrue(calls("SDSendScsiPassThruiSCSI").isEmpty());
 
         // A null result array: every delivery is of a null element.
-        out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 1, PATTERN,
+        out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, PATTERN,
                 new TestStatus(), null));
         assertEquals("NULL jObj!\nNULL jObj!\n", out);
     }
@@ -463,12 +457,12 @@ class DiagnosticsTest extends NativeTestBase {
     void aResultWithoutSetIoCountIsReportedByItsOddText() {
         open();
         WithoutIoCount w = new WithoutIoCount();
-        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 1, PATTERN,
+        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, PATTERN,
                 new TestStatus(), new Object[] {w}));
         assertEquals(ApiStatus.OK, status);
         assertEquals("GetMethodID IoCount call failed!\nGetMethodID IoCount call failed!\n", out);
         assertEquals(DiagnosticStatus.TESTED, w.status);
-        out = stdout(() -> api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 1, PATTERN, new TestStatus(),
+        out = stdout(() -> api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, PATTERN, new TestStatus(),
                 new Object[] {new Object()}));
         assertEquals("GetMethodID setReadWriteBufferTestStatus call failed!\n".repeat(2), out);
     }
@@ -477,10 +471,10 @@ class DiagnosticsTest extends NativeTestBase {
     void aBufferTestIsStoppedFromAnotherThread() throws Exception {
         open();
         TestStatus ts = new TestStatus();
-        BufferTestResult[] r = results(2);
+        BufferTestResult[] r = bufferResults(2);
         AtomicInteger result = new AtomicInteger(-1);
         Thread worker = new Thread(() -> result.set(api.readWriteBufferTest(0,
-                new Object[] {ready(0, 0), ready(0, 1)}, 0, Integer.MAX_VALUE, PATTERN, ts, r)));
+                new Object[] {bufferTarget(0, 0), bufferTarget(0, 1)}, 0, Integer.MAX_VALUE, PATTERN, ts, r)));
         worker.start();
         long deadline = System.nanoTime() + TimeUnit.SECONDS.toNanos(10);
         while (ts.getTimesAsked() < 20 && System.nanoTime() < deadline) {
@@ -501,8 +495,8 @@ class DiagnosticsTest extends NativeTestBase {
     @Test
     void stopAfterAFewIterationsFromTheStatusObjectItself() {
         open();
-        BufferTestResult[] r = results(1);
-        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {ready(0, 0)}, 0, 100, PATTERN,
+        BufferTestResult[] r = bufferResults(1);
+        assertEquals(ApiStatus.OK, api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 100, PATTERN,
                 new StopAfter(3), r));
         assertEquals(3, commands(0x3C).size());
         assertEquals(6, r[0].getIoCount());

@@ -1,11 +1,12 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.transform;
+
 import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.catalog.Samples;
 import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.SecurityPolicyEntry;
-import com.norvik.dvh.iscsi.model.SecurityTransform;
 
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
@@ -58,15 +59,6 @@ final class SecurityFixtures {
 
     static ObjectNode ipsecSA(ObjectNode adapter, int priority) {
         return Scenarios.list(adapter, "ipsecSAs").addObject().put("priority", priority);
-    }
-
-    static SecurityTransform transform(int type, int level, int encrypt, int mode, int auth, int kBytes, int seconds,
-            int group, int ikeAuth) {
-        return Samples.transform(type, level, encrypt, mode, auth, kBytes, seconds, group, ikeAuth);
-    }
-
-    static SecurityPolicyEntry manualPolicy() {
-        return Samples.manualPolicy();
     }
 
     /** An IKE policy (kind 3) with one IKE transform. */
@@ -139,7 +131,7 @@ final class SecurityFixtures {
         }
     }
 
-    /** What the native side writes for {@link #manualPolicy()}. */
+    /** What the native side writes for {@link Samples#manualPolicy()}. */
     static byte[] manualPolicyRecord() {
         Record r = new Record(POLICY_SIZE).u32(KIND, 2).u32(CHANGE_BIT_MAP, 0x80000011L).u32(PRIORITY, 30)
                 .ip(TUNNEL, "10.20.31.1").ip(SOURCE, "192.168.50.21").u32(DEST_TYPE, 1)

@@ -1,5 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
+import static com.norvik.dvh.iscsi.catalog.Samples.manualPolicy;
+import static com.norvik.dvh.iscsi.catalog.Samples.transform;
 import static com.norvik.dvh.iscsi.catalog.Scenarios.policy;
 import static com.norvik.dvh.iscsi.jni.SecurityFixtures.*;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
