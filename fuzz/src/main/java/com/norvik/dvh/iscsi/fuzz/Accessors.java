@@ -61,13 +61,19 @@ public final class Accessors {
         return out == null ? List.of() : out;
     }
 
+    /** The model class a generated class stands for (its superclass, or the name it was made under). */
+    private static String modelName(Class<?> generated) {
+        return generated.getSuperclass() != Object.class ? generated.getSuperclass().getSimpleName()
+                : generated.getSimpleName().replaceFirst("^(Lacking|Throwing)", "").replaceFirst("\\$\\d+$", "");
+    }
+
     /** Called first by every generated throwing accessor. */
     public static void tick(String accessor) {
         Class<?> caller = WALKER.getCallerClass();
         TOUCHED.get().add(caller);
         List<String> recorded = RECORDED.get();
         if (recorded != null) {
-            recorded.add(caller.getSuperclass().getSimpleName() + "." + accessor);
+            recorded.add(modelName(caller) + "." + accessor);
         }
         int[] c = COUNTDOWN.get();
         if (c[0] < 0) {

@@ -15,6 +15,7 @@ import com.norvik.dvh.iscsi.model.HBA;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
 import java.io.IOException;
+import java.lang.reflect.Field;
 import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
 import java.nio.file.Files;
@@ -208,8 +209,16 @@ class MethodCasesTest extends NativeTestBase {
         return recorded;
     }
 
-    /** A copy of a model object whose accessors note their calls (an array: of each element). */
-    private static Object recording(Object o) {
+    /**
+     * A copy of a model object whose accessors note their calls, the model objects it holds
+     * (directly, in arrays or in lists) copied the same way; an array: of each element.
+     */
+    static Object recording(Object o) {
+        return recording(o, null);
+    }
+
+    /** As {@link #recording(Object)}, the object itself of class {@code as} when given. */
+    static Object recording(Object o, Class<?> as) {
         if (o instanceof Object[] array) {
             Object[] copy = array.clone();
             for (int i = 0; i < copy.length; i++) {
@@ -217,18 +226,33 @@ class MethodCasesTest extends NativeTestBase {
             }
             return copy;
         }
-        if (o == null || !isModel(o.getClass()) || !ClassForge.subclassable(o.getClass())) {
+        if (o instanceof List<?> list) {
+            List<Object> copy = new ArrayList<>();
+            for (Object e : list) {
+                copy.add(recording(e));
+            }
+            return copy;
+        }
+        if (o == null || !isModel(o.getClass()) || as == null && !ClassForge.subclassable(o.getClass())) {
             return o;
         }
         try {
-            Object copy = FORGE.throwing(o.getClass()).getConstructor().newInstance();
-            for (Method set : o.getClass().getMethods()) {
-                if (!set.getName().startsWith("set") || set.getParameterCount() != 1 || Modifier.isStatic(set.getModifiers())) {
-                    continue;
-                }
-                Method get = getter(o.getClass(), set.getName().substring(3), set.getParameterTypes()[0]);
-                if (get != null) {
-                    set.invoke(copy, get.invoke(o));
+            Class<?> forged = as != null ? as : FORGE.throwing(o.getClass());
+            Object copy = forged.getConstructor().newInstance();
+            // A class lacking an accessor is no subclass: it hands its calls to a model object of its own.
+            Object state = o.getClass().isInstance(copy) ? copy : delegate(copy);
+            for (Class<?> c = o.getClass(); c != Object.class; c = c.getSuperclass()) {
+                for (Field f : c.getDeclaredFields()) {
+                    if (Modifier.isStatic(f.getModifiers())) {
+                        continue;
+                    }
+                    f.setAccessible(true);
+                    Object v = f.get(o);
+                    if (v instanceof List<?> && !(f.getType().isAssignableFrom(ArrayList.class))) {
+                        continue;
+                    }
+                    f.set(state, v != null && v.getClass().isArray() && !(v instanceof Object[]) ? cloneArray(v)
+                            : recording(v));
                 }
             }
             return copy;
@@ -237,18 +261,17 @@ class MethodCasesTest extends NativeTestBase {
         }
     }
 
-    private static Method getter(Class<?> c, String property, Class<?> type) {
-        for (String prefix : new String[] {"get", "is"}) {
-            try {
-                Method g = c.getMethod(prefix + property);
-                if (g.getReturnType() == type) {
-                    return g;
-                }
-            } catch (NoSuchMethodException e) {
-                // try the next prefix
-            }
-        }
-        return null;
+    private static Object cloneArray(Object array) {
+        int n = java.lang.reflect.Array.getLength(array);
+        Object c = java.lang.reflect.Array.newInstance(array.getClass().getComponentType(), n);
+        System.arraycopy(array, 0, c, 0, n);
+        return c;
+    }
+
+    private static Object delegate(Object forged) throws ReflectiveOperationException {
+        Field d = forged.getClass().getDeclaredField("d");
+        d.setAccessible(true);
+        return d.get(forged);
     }
 
     private static boolean isModel(Class<?> c) {
