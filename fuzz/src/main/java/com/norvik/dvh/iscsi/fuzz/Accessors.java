@@ -4,6 +4,7 @@ import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
+import java.util.function.Consumer;
 
 /**
  * What the generated accessor classes of {@link ClassForge} call before each accessor: a countdown,
@@ -29,6 +30,8 @@ public final class Accessors {
     private static final ThreadLocal<Set<Class<?>>> TOUCHED = ThreadLocal.withInitial(HashSet::new);
     /** The accessors called since {@link #record}, per thread; null when not recording. */
     private static final ThreadLocal<List<String>> RECORDED = new ThreadLocal<>();
+    /** Called with the list before each accessor is noted (to note other events in between), per thread. */
+    private static final ThreadLocal<Consumer<List<String>>> BEFORE = new ThreadLocal<>();
     private static final StackWalker WALKER = StackWalker.getInstance(StackWalker.Option.RETAIN_CLASS_REFERENCE);
 
     private Accessors() {
@@ -51,13 +54,20 @@ public final class Accessors {
 
     /** Starts noting, on this thread, every accessor of the generated classes called. */
     public static void record() {
+        record(null);
+    }
+
+    /** As {@link #record()}, {@code before} called with the list before each accessor is noted. */
+    public static void record(Consumer<List<String>> before) {
         RECORDED.set(new ArrayList<>());
+        BEFORE.set(before);
     }
 
     /** Stops noting; answers the accessors called since {@link #record}, as Model.accessor. */
     public static List<String> recorded() {
         List<String> out = RECORDED.get();
         RECORDED.remove();
+        BEFORE.remove();
         return out == null ? List.of() : out;
     }
 
@@ -73,6 +83,10 @@ public final class Accessors {
         TOUCHED.get().add(caller);
         List<String> recorded = RECORDED.get();
         if (recorded != null) {
+            Consumer<List<String>> before = BEFORE.get();
+            if (before != null) {
+                before.accept(recorded);
+            }
             recorded.add(modelName(caller) + "." + accessor);
         }
         int[] c = COUNTDOWN.get();

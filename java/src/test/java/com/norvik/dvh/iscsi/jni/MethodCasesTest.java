@@ -12,6 +12,7 @@ import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.fuzz.Accessors;
 import com.norvik.dvh.iscsi.fuzz.ClassForge;
 import com.norvik.dvh.iscsi.model.HBA;
+import com.norvik.dvh.iscsi.sim.SimCall;
 import com.norvik.dvh.iscsi.sim.SimControl;
 
 import java.io.IOException;
@@ -25,6 +26,7 @@ import java.util.IdentityHashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.function.Consumer;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.AfterAll;
@@ -186,27 +188,90 @@ class MethodCasesTest extends NativeTestBase {
         row.put("untouched", before.equals(after));
         row.set("objects", after);
         if (v.name().equals("working")) {
-            row.set("accessors", JSON.valueToTree(accessors(m, v)));
+            row.set("trace", JSON.valueToTree(trace(m, v, -1)));
         }
         // The firmware image's folder is the machine's.
         return (ObjectNode) JSON.readTree(JSON.writeValueAsString(row)
                 .replace(NativeMethods.FIRMWARE_IMAGE.toString(), "FIRMWARE_IMAGE"));
     }
 
-    /** The accessors the method calls on the objects it is handed: the same call on recording copies. */
-    private static List<String> accessors(NativeMethods.Method m, Variant v) {
+    /**
+     * What the method does with the objects it is handed: the accessors it calls on them (and on
+     * the objects reached through them), in order, with the adapter library's calls in between.
+     * The call is made on recording copies; when {@code throwAt} is not negative the accessor call
+     * after {@code throwAt} others throws, and the trace ends with "threw" if the exception reached
+     * the caller.
+     */
+    static List<String> trace(NativeMethods.Method m, Variant v, int throwAt) {
         Object[] args = prepare(m, v);
         for (int i = 0; i < args.length; i++) {
             args[i] = recording(args[i]);
         }
-        List<String> recorded;
-        Accessors.record();
+        int[] seen = {0};
+        Consumer<List<String>> library = list -> {
+            List<SimCall> c = SimControl.calls();
+            for (int i = seen[0]; i < c.size(); i++) {
+                list.add(c.get(i).fn());
+            }
+            seen[0] = c.size();
+        };
+        List<String> trace;
+        boolean threw = false;
+        Accessors.record(library);
+        Accessors.arm(throwAt);
         try {
             stdout(() -> m.invoke(api, args));
+        } catch (Accessors.Boom e) {
+            threw = true;
         } finally {
-            recorded = Accessors.recorded();
+            Accessors.disarm();
+            trace = new ArrayList<>(Accessors.recorded());
         }
-        return recorded;
+        library.accept(trace);
+        if (threw) {
+            trace.add("threw");
+        }
+        return trace;
+    }
+
+    /**
+     * An accessor that throws stops the method at once: nothing after it is called, on the Java side
+     * or in the adapter library, and the exception reaches the caller. Every accessor of every
+     * working call's trace throws in turn (long traces: each accessor's first call, and the first
+     * and last calls of the trace).
+     */
+    @TestFactory
+    Stream<DynamicTest> aThrowingAccessorStopsTheMethod() throws IOException {
+        JsonNode expected = JSON.readTree(FILE.toFile());
+        List<DynamicTest> tests = new ArrayList<>();
+        for (NativeMethods.Method m : NativeMethods.ALL) {
+            JsonNode row = expected.get(m.name() + " / working");
+            if (row == null || !row.has("trace")) {
+                continue;
+            }
+            List<String> working = new ArrayList<>();
+            row.get("trace").forEach(t -> working.add(t.asText()));
+            List<Integer> accessors = new ArrayList<>();
+            for (int i = 0; i < working.size(); i++) {
+                if (working.get(i).contains(".")) {
+                    accessors.add(i);
+                }
+            }
+            java.util.Set<String> firsts = new java.util.HashSet<>();
+            for (int k = 0; k < accessors.size(); k++) {
+                String name = working.get(accessors.get(k));
+                if (!firsts.add(name) && k >= 8 && k < accessors.size() - 4) {
+                    continue;
+                }
+                int at = k;
+                tests.add(DynamicTest.dynamicTest(m.name() + " / accessor " + k + " (" + name + ") throws", () -> {
+                    List<String> want = new ArrayList<>(working.subList(0, accessors.get(at) + 1));
+                    want.add("threw");
+                    assertEquals(want, trace(m, new Variant("working", a -> a), at));
+                }));
+            }
+        }
+        return tests.stream();
     }
 
     /**
