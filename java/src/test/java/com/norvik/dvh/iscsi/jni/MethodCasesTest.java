@@ -1,6 +1,7 @@
 package com.norvik.dvh.iscsi.jni;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
@@ -207,6 +208,11 @@ class MethodCasesTest extends NativeTestBase {
         for (int i = 0; i < args.length; i++) {
             args[i] = recording(args[i]);
         }
+        return trace(m, args, throwAt, new Object[2]);
+    }
+
+    /** The trace of the call with {@code args} as they are; its result and output into {@code answer}. */
+    private static List<String> trace(NativeMethods.Method m, Object[] args, int throwAt, Object[] answer) {
         int[] seen = {0};
         Consumer<List<String>> library = list -> {
             List<SimCall> c = SimControl.calls();
@@ -220,7 +226,7 @@ class MethodCasesTest extends NativeTestBase {
         Accessors.record(library);
         Accessors.arm(throwAt);
         try {
-            stdout(() -> m.invoke(api, args));
+            answer[1] = stdout(() -> answer[0] = m.invoke(api, args));
         } catch (Accessors.Boom e) {
             threw = true;
         } finally {
@@ -272,6 +278,64 @@ class MethodCasesTest extends NativeTestBase {
             }
         }
         return tests.stream();
+    }
+
+    /**
+     * A class without one accessor: the method prints the line and answers the status that go with
+     * that accessor (rows of {@code missing-accessors.json}), having called on the Java side and in
+     * the adapter library what the working call calls before it. Every object of that class handed
+     * in (array elements too) is of a class made without the accessor.
+     */
+    @TestFactory
+    Stream<DynamicTest> aMissingAccessorStopsWithItsLine() throws IOException {
+        JsonNode working = JSON.readTree(FILE.toFile());
+        List<DynamicTest> tests = new ArrayList<>();
+        for (JsonNode row : JSON.readTree(FILE.resolveSibling("missing-accessors.json").toFile())) {
+            String method = row.get("method").asText();
+            String accessor = row.get("accessor").asText();
+            tests.add(DynamicTest.dynamicTest(method + " without " + accessor, () -> {
+                NativeMethods.Method m = NativeMethods.ALL.stream().filter(x -> x.name().equals(method)).findFirst()
+                        .orElseThrow();
+                List<String> full = new ArrayList<>();
+                working.get(method + " / working").get("trace").forEach(t -> full.add(t.asText()));
+                String stop = row.has("before") ? row.get("before").asText() : accessor;
+                assertTrue(full.contains(stop), stop + " is not called by the working call");
+                List<String> before = full.subList(0, full.indexOf(stop));
+
+                Object[] args = prepare(m, new Variant("working", a -> a));
+                String model = accessor.substring(0, accessor.indexOf('.'));
+                String name = accessor.substring(accessor.indexOf('.') + 1);
+                for (int i = 0; i < args.length; i++) {
+                    args[i] = lackingWhere(args[i], model, name);
+                }
+                Object[] answer = new Object[2];
+                List<String> trace = trace(m, args, -1, answer);
+                String out = (String) answer[1];
+                assertTrue(out.contains(row.get("line").asText()), () -> "printed:\n" + out);
+                if (row.has("result")) {
+                    assertEquals(row.get("result").asText(), String.valueOf(answer[0]), "result");
+                }
+                assertEquals(before, trace.subList(0, Math.min(before.size(), trace.size())), "called before the gap");
+            }));
+        }
+        return tests.stream();
+    }
+
+    /** {@code o} with every model object of class {@code model} in it made without accessor {@code name}. */
+    private static Object lackingWhere(Object o, String model, String name) {
+        if (o instanceof Object[] array) {
+            Object[] copy = java.util.Arrays.copyOf(array, array.length, Object[].class);
+            for (int i = 0; i < copy.length; i++) {
+                copy[i] = lackingWhere(copy[i], model, name);
+            }
+            return copy;
+        }
+        if (o == null || !o.getClass().getSimpleName().equals(model)) {
+            return recording(o);
+        }
+        List<Method> named = ClassForge.accessors(o.getClass()).stream().filter(x -> x.getName().equals(name)).toList();
+        assertEquals(1, named.size(), model + "." + name + " overloads");
+        return recording(o, FORGE.lacking(o.getClass(), named.get(0)));
     }
 
     /**
