@@ -283,7 +283,8 @@ class MethodCasesTest extends NativeTestBase {
     /**
      * A class without one accessor: the method prints the line and answers the status that go with
      * that accessor (rows of {@code missing-accessors.json}), having called on the Java side and in
-     * the adapter library what the working call calls before it. Every object of that class handed
+     * the adapter library what the working call calls before it (and nothing else when the row says
+     * it stops there). Every object of that class handed
      * in (array elements too) is of a class made without the accessor.
      */
     @TestFactory
@@ -315,7 +316,9 @@ class MethodCasesTest extends NativeTestBase {
                 if (row.has("result")) {
                     assertEquals(row.get("result").asText(), String.valueOf(answer[0]), "result");
                 }
-                assertEquals(before, trace.subList(0, Math.min(before.size(), trace.size())), "called before the gap");
+                // A method that stops at the gap calls nothing after it, in Java or in the library.
+                assertEquals(before, row.path("stops").asBoolean() ? trace
+                        : trace.subList(0, Math.min(before.size(), trace.size())), "called before the gap");
             }));
         }
         return tests.stream();
