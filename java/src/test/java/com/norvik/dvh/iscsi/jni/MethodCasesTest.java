@@ -76,6 +76,16 @@ class MethodCasesTest extends NativeTestBase {
             out.add(new Variant("adapter 0 at handle 32", a -> a, true));
         }
         Class<?>[] p = m.parameters();
+        // Each object the working call gets from a getter of an object handed in, null in turn.
+        for (String getter : WORKING_TRACES.getOrDefault(m.name(), List.of())) {
+            out.add(new Variant("null from " + getter, a -> {
+                Object[] b = a.clone();
+                for (int i = 0; i < b.length; i++) {
+                    b[i] = answeringNull(b[i], getter);
+                }
+                return b;
+            }));
+        }
         for (int i = 0; i < p.length; i++) {
             if (p[i].isPrimitive()) {
                 continue;
@@ -97,6 +107,91 @@ class MethodCasesTest extends NativeTestBase {
             }
         }
         return out;
+    }
+
+    /** Per method, the getters of model objects that its working call calls (as Model.getter), once each. */
+    private static final Map<String, List<String>> WORKING_TRACES = objectGetters();
+
+    private static Map<String, List<String>> objectGetters() {
+        Map<String, List<String>> out = new LinkedHashMap<>();
+        try {
+            if (!Files.exists(FILE)) {
+                return out;
+            }
+            JSON.readTree(FILE.toFile()).fields().forEachRemaining(e -> {
+                if (!e.getKey().endsWith(" / working") || !e.getValue().has("trace")) {
+                    return;
+                }
+                java.util.Set<String> getters = new java.util.LinkedHashSet<>();
+                e.getValue().get("trace").forEach(t -> {
+                    String a = t.asText();
+                    if (a.contains(".get") && returnsModel(a)) {
+                        getters.add(a);
+                    }
+                });
+                out.put(e.getKey().substring(0, e.getKey().indexOf(" / ")), List.copyOf(getters));
+            });
+        } catch (IOException e) {
+            throw new java.io.UncheckedIOException(e);
+        }
+        return out;
+    }
+
+    private static boolean returnsModel(String accessor) {
+        try {
+            Class<?> c = Class.forName(HBA.class.getPackageName() + "." + accessor.substring(0, accessor.indexOf('.')));
+            Method g = c.getMethod(accessor.substring(accessor.indexOf('.') + 1));
+            return isModel(g.getReturnType());
+        } catch (ReflectiveOperationException e) {
+            return false;
+        }
+    }
+
+    /**
+     * A copy of {@code o} (model objects, arrays and lists in it copied too) in which every object
+     * of the model class of {@code accessor} (Model.getter) answers null from that getter.
+     */
+    private static Object answeringNull(Object o, String accessor) {
+        String model = accessor.substring(0, accessor.indexOf('.'));
+        String getter = accessor.substring(accessor.indexOf('.') + 1);
+        if (o instanceof Object[] array) {
+            Object[] copy = array.clone();
+            for (int i = 0; i < copy.length; i++) {
+                copy[i] = answeringNull(copy[i], accessor);
+            }
+            return copy;
+        }
+        if (o instanceof List<?> list) {
+            List<Object> copy = new ArrayList<>();
+            list.forEach(e -> copy.add(answeringNull(e, accessor)));
+            return copy;
+        }
+        if (o == null || !isModel(o.getClass())) {
+            return o;
+        }
+        try {
+            Object held = o.getClass().getSimpleName().equals(model) ? o.getClass().getMethod(getter).invoke(o) : null;
+            java.lang.reflect.Constructor<?> k = o.getClass().getDeclaredConstructor();
+            k.setAccessible(true);
+            Object copy = k.newInstance();
+            for (Class<?> c = o.getClass(); c != Object.class; c = c.getSuperclass()) {
+                for (Field f : c.getDeclaredFields()) {
+                    if (Modifier.isStatic(f.getModifiers())) {
+                        continue;
+                    }
+                    f.setAccessible(true);
+                    Object v = f.get(o);
+                    if (v instanceof List<?> && !f.getType().isAssignableFrom(ArrayList.class)) {
+                        f.set(copy, v);
+                    } else {
+                        f.set(copy, held != null && v == held ? null : answeringNull(v, accessor));
+                    }
+                }
+            }
+            return copy;
+        } catch (ReflectiveOperationException e) {
+            throw new IllegalStateException(accessor, e);
+        }
     }
 
     /** The array {@code array} (at least one element) with its first element replaced. */
