@@ -194,6 +194,11 @@ class MethodCasesTest extends NativeTestBase {
         }
     }
 
+    /** {@code text} with the firmware image's folder, which is the machine's, masked. */
+    private static String masked(String text) {
+        return text.replace(NativeMethods.FIRMWARE_IMAGE.toString(), "FIRMWARE_IMAGE");
+    }
+
     /** The array {@code array} (at least one element) with its first element replaced. */
     private static Object[] first(Object array, Object element) {
         Object[] given = (Object[]) array;
@@ -286,9 +291,7 @@ class MethodCasesTest extends NativeTestBase {
         if (v.name().equals("working")) {
             row.set("trace", JSON.valueToTree(trace(m, v, -1)));
         }
-        // The firmware image's folder is the machine's.
-        return (ObjectNode) JSON.readTree(JSON.writeValueAsString(row)
-                .replace(NativeMethods.FIRMWARE_IMAGE.toString(), "FIRMWARE_IMAGE"));
+        return (ObjectNode) JSON.readTree(masked(JSON.writeValueAsString(row)));
     }
 
     /**
@@ -317,19 +320,23 @@ class MethodCasesTest extends NativeTestBase {
             seen[0] = c.size();
         };
         List<String> trace;
-        boolean threw = false;
+        boolean[] threw = {false};
         Accessors.record(library);
         Accessors.arm(throwAt);
         try {
-            answer[1] = stdout(() -> answer[0] = m.invoke(api, args));
-        } catch (Accessors.Boom e) {
-            threw = true;
+            answer[1] = stdout(() -> {
+                try {
+                    answer[0] = m.invoke(api, args);
+                } catch (Accessors.Boom e) {
+                    threw[0] = true;
+                }
+            });
         } finally {
             Accessors.disarm();
             trace = new ArrayList<>(Accessors.recorded());
         }
         library.accept(trace);
-        if (threw) {
+        if (threw[0]) {
             trace.add("threw");
         }
         return trace;
@@ -365,10 +372,19 @@ class MethodCasesTest extends NativeTestBase {
                     continue;
                 }
                 int at = k;
+                String workingOut = row.get("out").asText();
                 tests.add(DynamicTest.dynamicTest(m.name() + " / accessor " + k + " (" + name + ") throws", () -> {
                     List<String> want = new ArrayList<>(working.subList(0, accessors.get(at) + 1));
                     want.add("threw");
-                    assertEquals(want, trace(m, new Variant("working", a -> a), at));
+                    Object[] args = prepare(m, new Variant("working", a -> a));
+                    for (int i = 0; i < args.length; i++) {
+                        args[i] = recording(args[i]);
+                    }
+                    Object[] answer = new Object[2];
+                    assertEquals(want, trace(m, args, at, answer));
+                    // Nothing is printed after the throw either.
+                    String out = masked(String.valueOf(answer[1]));
+                    assertTrue(workingOut.startsWith(out), () -> "printed:\n" + out);
                 }));
             }
         }
