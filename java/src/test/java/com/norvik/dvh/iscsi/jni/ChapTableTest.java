@@ -4,12 +4,10 @@ import static com.norvik.dvh.iscsi.catalog.Samples.chapEntry;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
-import com.norvik.dvh.iscsi.catalog.Samples;
 import com.norvik.dvh.iscsi.jni.ConfigFixtures.Scenario;
 import com.norvik.dvh.iscsi.model.CHAPTableEntry;
 import com.norvik.dvh.iscsi.model.HBA;
@@ -410,37 +408,5 @@ class ChapTableTest extends NativeTestBase {
                 stdout(() -> status = api.setCHAPTableData(0, new Object[] {renamed, plain, new Object()})));
         assertEquals(4099, status);
         assertEquals(List.of(), calls("SDSetCHAPTable"));
-    }
-
-    @Test
-    void anAdapterObjectWithoutAddCHAPTableEntryStopsAfterTheFirstEntryIsFilled() {
-        assertTrue(api.openDevice(0));
-        String out = stdout(() -> status = api.getCHAPTableData(0, new Object()));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID addCHAPTableEntry - Obj call failed!\n", out);
-    }
-
-    @Test
-    void anEntryAccessorThatThrowsEndsTheCallWithItsException() {
-        assertTrue(api.openDevice(0));
-        CHAPTableEntry throwing = new CHAPTableEntry() {
-            @Override
-            public int getChapSecretLength() {
-                throw new IllegalStateException("no length");
-            }
-        };
-        SimControl.clearCallLog();
-        IllegalStateException e = assertThrows(IllegalStateException.class,
-                () -> api.setCHAPTableData(0, new Object[] {throwing}));
-        assertEquals("no length", e.getMessage());
-        assertEquals(List.of(), calls("SDSetCHAPTable"));
-
-        HBA refusing = new HBA() {
-            @Override
-            public void addCHAPTableEntry(CHAPTableEntry entry) {
-                throw new UnsupportedOperationException("full");
-            }
-        };
-        assertThrows(UnsupportedOperationException.class, () -> api.getCHAPTableSparse(0, refusing));
     }
 }

@@ -7,12 +7,10 @@ import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ArrayNode;
 import com.fasterxml.jackson.databind.node.ObjectNode;
-import com.norvik.dvh.iscsi.catalog.Samples;
 import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.BufferTestResult;
 import com.norvik.dvh.iscsi.model.DiagnosticStatus;
@@ -227,21 +225,6 @@ class DiagnosticsTest extends NativeTestBase {
         assertEquals(ts.getTimesAsked() - 1, calls("SDPerformLoopBackTest").size());
     }
 
-    @Test
-    void aThrowingStatusObjectEndsTheLoopbackWithItsException() {
-        open();
-        TestStatus throwing = new TestStatus() {
-            @Override
-            protected void iterationStarting(int count) {
-                throw new IllegalStateException("stop here");
-            }
-        };
-        LoopbackTestResult r = new LoopbackTestResult();
-        assertThrows(IllegalStateException.class, () -> api.loopbackTest(0, 0, 0, 5, throwing, r));
-        assertEquals(0, r.getLoopbackTestStatus());
-        assertTrue(calls("SDPerformLoopBackTest").isEmpty());
-    }
-
     // --- read/write buffer test -----------------------------------------------------------------
 
     @Test
@@ -434,37 +417,6 @@ class DiagnosticsTest extends NativeTestBase {
         out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, PATTERN,
                 new TestStatus(), null));
         assertEquals("NULL jObj!\nNULL jObj!\n", out);
-    }
-
-    public static class WithoutIoCount {
-        int status = -1;
-
-        public void setReadWriteBufferTestStatus(int s) {
-            status = s;
-        }
-
-        public void setDataMiscompare(int d) {
-        }
-
-        public void setHBAPortErrorCount(long c) {
-        }
-
-        public void setDevicePortErrorCount(long c) {
-        }
-    }
-
-    @Test
-    void aResultWithoutSetIoCountIsReportedByItsOddText() {
-        open();
-        WithoutIoCount w = new WithoutIoCount();
-        String out = stdout(() -> status = api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, PATTERN,
-                new TestStatus(), new Object[] {w}));
-        assertEquals(ApiStatus.OK, status);
-        assertEquals("GetMethodID IoCount call failed!\nGetMethodID IoCount call failed!\n", out);
-        assertEquals(DiagnosticStatus.TESTED, w.status);
-        out = stdout(() -> api.readWriteBufferTest(0, new Object[] {bufferTarget(0, 0)}, 0, 1, PATTERN, new TestStatus(),
-                new Object[] {new Object()}));
-        assertEquals("GetMethodID setReadWriteBufferTestStatus call failed!\n".repeat(2), out);
     }
 
     @Test

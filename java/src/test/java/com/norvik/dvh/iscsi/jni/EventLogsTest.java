@@ -132,29 +132,6 @@ class EventLogsTest extends NativeTestBase {
         assertArrayEquals(new long[] {9}, logs.getConnectErrorLogEntries());
     }
 
-    /** A log holder that takes only the connection error log. */
-    public static class ConnectionErrorsOnly {
-        long[] entries;
-
-        public void setConnectErrorLogEntries(long[] e) {
-            entries = e;
-        }
-    }
-
-    @Test
-    void aMissingSetterPrintsTheConnectionErrorLogsTextForBothLogs() {
-        assertTrue(api.openDevice(0));
-        ConnectionErrorsOnly holder = new ConnectionErrorsOnly();
-        assertEquals("GetMethodID setConnectErrorLogEntries call failed!\n",
-                stdout(() -> status = api.getARPLog(0, holder)));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID setConnectErrorLogEntries call failed!\n",
-                stdout(() -> status = api.getConnectErrorLog(0, new Object())));
-        assertEquals(4097, status);
-        assertEquals(0, api.getConnectErrorLog(0, holder));
-        assertEquals(44, holder.entries.length);
-    }
-
     // --- Crash record ----------------------------------------------------------------------
 
     @Test

@@ -2,7 +2,6 @@ package com.norvik.dvh.iscsi.jni;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ArrayNode;
@@ -151,25 +150,6 @@ class IsnsDiscoveryTest extends NativeTestBase {
         assertEquals(List.of(), SimControl.calls());
     }
 
-    /** Only the getters a write uses, and setAutomaticDiscoveryFlag's name in the missing one's text. */
-    public static class ConfigWithoutAutomaticFlag {
-        public boolean getEnableiSNSDiscoveryFlag() {
-            return true;
-        }
-    }
-
-    @Test
-    void aMissingGetterIsNamedByItsOwnTextOrTheOneKeptForIt() {
-        assertTrue(api.openDevice(0));
-        String out = stdout(() -> status = api.setiSNSDiscoveryConfig(0, new ConfigWithoutAutomaticFlag()));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID setAutomaticDiscoveryFlag - Obj call failed!\n"
-                + "SDSet_iSNSDiscoveryConfig call failed! return Code:1001\n", out);
-        out = stdout(() -> status = api.getiSNSDiscoveryConfig(0, new Object()));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID setEnableiSNSDiscoveryFlag - Obj call failed!\n", out);
-    }
-
     // --- Discovered targets ----------------------------------------------------------------
 
     @Test
@@ -266,45 +246,5 @@ class IsnsDiscoveryTest extends NativeTestBase {
         String out = stdout(() -> status = api.getiSNSTargets(0, new HBA()));
         assertEquals(0x20000003, status);
         assertEquals("SDGetAlliSNSDiscoveredTargets call failed return Code:20000003\n", out);
-    }
-
-    /** An adapter object that can clear its list but not add to it. */
-    public static class ClearOnlyAdapter {
-        int clears;
-
-        public void cleariSNSTargetList() {
-            clears++;
-        }
-    }
-
-    @Test
-    void anAdapterWithoutAddiSNSTargetStopsAtTheFirstTarget() {
-        assertTrue(api.openDevice(0));
-        ClearOnlyAdapter adapter = new ClearOnlyAdapter();
-        String out = stdout(() -> status = api.getiSNSTargets(0, adapter));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID addiSNSTarget call failed!\n"
-                + "Failed Adding iSNS Targets to HBA, (SDMToJava_iSNSDiscoveredTargets) call failed!\n", out);
-        assertEquals(1, adapter.clears);
-        out = stdout(() -> status = api.getiSNSTargets(0, new Object()));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID cleariSNSTargetList call failed!\n", out);
-    }
-
-    @Test
-    void anAdderThatThrowsKeepsTheTargetsAddedBefore() {
-        loadTargets(40);
-        List<iSNSTarget> got = new ArrayList<>();
-        HBA hba = new HBA() {
-            @Override
-            public void addiSNSTarget(iSNSTarget t) {
-                if (got.size() == 35) {
-                    throw new IllegalStateException("enough");
-                }
-                got.add(t);
-            }
-        };
-        assertThrows(IllegalStateException.class, () -> api.getiSNSTargets(0, hba));
-        assertEquals(35, got.size());
     }
 }

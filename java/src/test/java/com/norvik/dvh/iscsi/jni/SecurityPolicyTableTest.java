@@ -229,17 +229,6 @@ class SecurityPolicyTableTest extends NativeTestBase {
     }
 
     @Test
-    void anAdapterObjectWithoutTheAdderEndsWith4097() {
-        Scenario s = new Scenario();
-        policy(s.adapter(0), 0, 1, 1, "a");
-        load(s);
-        String out = stdout(() -> status = api.getSecurityPoliciesTable(0, new Object()));
-        assertEquals(4097, status);
-        assertEquals("JNI: SDGetSecurityPolicyTable() returned 1 numEntries\n"
-                + "GetMethodID addSecurityPolicyEntry - Obj call failed!\n", out);
-    }
-
-    @Test
     void theDefaultScenarioHasPoliciesInSlots0_2_5_9() {
         assertTrue(api.openDevice(0));
         HBA hba = read();

@@ -110,14 +110,6 @@ class SecurityStatisticsTest extends NativeTestBase {
         assertNull(hba.getSecurityIKEVersion());
     }
 
-    @Test
-    void informationForAnObjectWithoutTheSettersEndsWith4097() {
-        assertTrue(api.openDevice(0));
-        out = stdout(() -> status = api.getiSCSISecurityInfo(0, new Object()));
-        assertEquals(4097, status);
-        assertEquals("JNI: getiSCSISecurityInfo() Called...\nGetMethodID call failed!\n", out);
-    }
-
     // --- counters ---
 
     @Test
@@ -164,23 +156,6 @@ class SecurityStatisticsTest extends NativeTestBase {
         assertEquals(INVALID_PARAMETER, status);
         assertEquals("SDGetStatisticsiSCSI call failed!\n", out);
         assertTrue(hba.stats.raw.isEmpty());
-    }
-
-    @Test
-    void aMissingCounterHolderEndsWith4099() {
-        assertTrue(api.openDevice(0));
-        HBA hba = new HBA(0) {
-            @Override
-            public SecurityStats getSecurityStats() {
-                return null;
-            }
-        };
-        statistics(hba);
-        assertEquals(4099, status);
-        assertEquals("NULL jStats!\n", out);
-        statistics(null);
-        assertEquals(4097, status);
-        assertEquals("GetMethodID getSecurityStats call failed!\n", out);
     }
 
     @Test
@@ -354,21 +329,6 @@ class SecurityStatisticsTest extends NativeTestBase {
         assertEquals(0, status);
         assertEquals(List.of(10L), argOfCalls("SDGetIPsecSACountForPolicy", "priority"));
         assertEquals(List.of(), p259.getSecurityAssociations());
-    }
-
-    /** Counters, but no policy list. */
-    public static class CountersOnly {
-        public SecurityStats getSecurityStats() {
-            return new SecurityStats();
-        }
-    }
-
-    @Test
-    void anAdapterWithoutAPolicyListEndsWith4097AfterTheCounters() {
-        load(withSAs());
-        out = stdout(() -> status = api.getiSCSISecurityStatistics(0, new CountersOnly()));
-        assertEquals(4097, status);
-        assertEquals("GetMethodID getNumberOfSecurityPolicyEntries - Obj call failed!\n", out);
     }
 
     @Test

@@ -4,7 +4,6 @@ import static com.norvik.dvh.iscsi.jni.ConfigFixtures.NOT_SUPPORTED;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.node.ObjectNode;
@@ -289,15 +288,6 @@ class StatisticsTest extends NativeTestBase {
     }
 
     @Test
-    void aClassWithoutTheIPv6SetterFailsAfterTwelveCounters() {
-        WithoutIPv6 stats = new WithoutIPv6();
-        String out = stdout(() -> status = api.getiSCSIStatistics(0, stats));
-        assertEquals(ApiStatus.METHOD_NOT_FOUND, status);
-        assertEquals("GetMethodID - setIPv6RxPacketsCount call failed!\n", out);
-        assertEquals(PortStatistics.NAMES.subList(0, 12), stats.names);
-    }
-
-    @Test
     void twoSettersKeepTheirOddMessages() {
         WithoutPacketErrors a = new WithoutPacketErrors();
         String outA = stdout(() -> status = api.getiSCSIStatistics(0, a));
@@ -310,18 +300,6 @@ class StatisticsTest extends NativeTestBase {
         assertEquals("GetMethodID setBus - setiSCSIHeaderDigestCount call failed!\n", outB);
         assertEquals(29, b.names.size());
         assertEquals("iSCSIFormatErrorCount", b.names.get(28));
-    }
-
-    @Test
-    void anyOtherMissingSetterIsNamedAfterADash() {
-        Recorder none = new Recorder();
-        String out = stdout(() -> status = api.getiSCSIStatistics(0, none));
-        assertEquals(ApiStatus.METHOD_NOT_FOUND, status);
-        assertEquals("GetMethodID - setMACTxFramesCount call failed!\n", out);
-        // A null statistics object is a class without setters, after the adapter was read.
-        out = stdout(() -> status = api.getiSCSIStatistics(0, null));
-        assertEquals(ApiStatus.METHOD_NOT_FOUND, status);
-        assertEquals("GetMethodID - setMACTxFramesCount call failed!\n", out);
     }
 
     @Test
@@ -340,13 +318,6 @@ class StatisticsTest extends NativeTestBase {
         public void setMACRxFramesCount(byte[] v) {
             throw new IllegalStateException("full");
         }
-    }
-
-    @Test
-    void aThrowingSetterEndsTheCallWithItsException() {
-        Throwing stats = new Throwing();
-        assertThrows(IllegalStateException.class, () -> api.getiSCSIStatistics(0, stats));
-        assertEquals(2, stats.names.size());
     }
 
     // --- 6124: one indexed setter ----------------------------------------------------------
@@ -387,20 +358,6 @@ class StatisticsTest extends NativeTestBase {
         assertEquals(BigInteger.valueOf(1057), stats.getCounter("ECCErrorCorrectionCount"));
     }
 
-    @Test
-    void theExtendedReadWithoutItsSetterOrWithAFailure() {
-        String out = stdout(() -> status = api.getiSCSIStatistics6124(0, new Recorder()));
-        assertEquals(ApiStatus.METHOD_NOT_FOUND, status);
-        assertEquals("GetMethodID - setStatByIndex call failed!\n", out);
-
-        SimControl.fault("SDGetStatisticsiSCSIExtend", NOT_SUPPORTED, true);
-        IndexRecorder stats = new IndexRecorder();
-        out = stdout(() -> status = api.getiSCSIStatistics6124(0, stats));
-        assertEquals(NOT_SUPPORTED, status);
-        assertEquals("SDGetStatisticsiSCSI6124 call failed!\n", out);
-        assertEquals(List.of(), stats.indexes);
-    }
-
     // --- Index rule, state, reset ----------------------------------------------------------------
 
     @Test
@@ -411,33 +368,6 @@ class StatisticsTest extends NativeTestBase {
         assertEquals(0xfffe, hba.getDhcpState());
         assertEquals(7, hba.getLinkStatus());
         assertEquals(0, calls().get(0).arg("portal"));
-    }
-
-    /** Only setState and setDhcpState. */
-    public static class StateOnly {
-        final List<Integer> got = new ArrayList<>();
-
-        public void setState(int v) {
-            got.add(v);
-        }
-
-        public void setDhcpState(int v) {
-            got.add(v);
-        }
-    }
-
-    @Test
-    void aMissingStateSetterStopsWithTheSameMessage() {
-        StateOnly hba = new StateOnly();
-        String out = stdout(() -> status = api.getiSCSIHBAState(0, hba));
-        assertEquals(ApiStatus.METHOD_NOT_FOUND, status);
-        assertEquals("GetMethodID call failed!\n", out);
-        assertEquals(List.of(0x1234, 0xfffe), hba.got);
-
-        SimControl.fault("SDGetHbaDevicePortalPropertyiSCSI", NOT_SUPPORTED, true);
-        out = stdout(() -> status = api.getiSCSIHBAState(0, new HBA()));
-        assertEquals(NOT_SUPPORTED, status);
-        assertEquals("SDGetHbaDevicePortalPropertyiSCSI call failed!\n", out);
     }
 
     @Test

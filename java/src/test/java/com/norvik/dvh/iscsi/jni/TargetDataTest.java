@@ -405,40 +405,6 @@ class TargetDataTest extends NativeTestBase {
         assertEquals(List.of(), SimControl.calls());
     }
 
-    /** A LUN object without setWWULNObject. */
-    public static class LunWithoutWwulnSetter {
-        final TargetInfo targetInfo = new TargetInfo(0, 0, 2);
-        final SCSIInqInfo inq = new SCSIInqInfo();
-        long lba;
-
-        public TargetInfo getTargetInfo() {
-            return targetInfo;
-        }
-
-        public SCSIInqInfo getSCSIInqInfo() {
-            return inq;
-        }
-
-        public void setLogicalBlockAddress(long v) {
-            lba = v;
-        }
-
-        public void setBytesPerBlock(long v) {
-        }
-    }
-
-    @Test
-    void aMissingWwulnSetterFailsAfterTheLine() {
-        assertTrue(api.openDevice(0));
-        LunWithoutWwulnSetter lun = new LunWithoutWwulnSetter();
-        String out = lunData(0, lun);
-        assertEquals(4097, status);
-        assertTrue(out.endsWith("WWULN in JNI=-50-a-cd-e1-0-a1-0-2\nGetMethodID setWWULNObject - Obj call failed!\n"
-                + "getLUN_WWULN_Data failed! 1001\n"), out);
-        // 268435456 blocks of 4096 (1 TiB): the two-step shift drops the low 12 bits of the block count.
-        assertEquals(1048560, lun.lba);
-    }
-
     // --- TargetInfo objects of the wrong kind -----------------------------------------------
 
     /** A TargetInfo look-alike without getPerformBufferTest; counts its calls. */

@@ -18,7 +18,6 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 
@@ -126,30 +125,6 @@ class VpdFirmwareTest extends NativeTestBase {
         // Bytes 33..35 are the block's tag 0x90 and its length, whose high byte 0 ends the text.
         String d = v.getProductDescription();
         assertTrue(d.startsWith("Thirty byte description text..") && d.length() > 30, d);
-    }
-
-    /** Only the first two setters; records the values. */
-    public static class FirstTwoFields {
-        final List<String> set = new ArrayList<>();
-
-        public void setProductDescription(String v) {
-            set.add(v);
-        }
-
-        public void setPartNumber(String v) {
-            set.add(v);
-        }
-    }
-
-    @Test
-    void aMissingSetterStopsTheFieldsAfterIt() {
-        assertTrue(api.openDevice(0));
-        FirstTwoFields v = new FirstTwoFields();
-        assertEquals("GetMethodID setManufactureID call failed!\n",
-                stdout(() -> assertEquals(ApiStatus.METHOD_NOT_FOUND, api.getIBMVPD(0, v))));
-        assertEquals(List.of("NV-2210C 2-Port 10GbE iSCSI HBA, PCIe x8 L", "46N2210"), v.set);
-        assertEquals("GetMethodID setProductDescription call failed!\n",
-                stdout(() -> assertEquals(ApiStatus.METHOD_NOT_FOUND, api.getIBMVPD(0, "text"))));
     }
 
     @Test
