@@ -544,6 +544,11 @@ class MethodCasesTest extends NativeTestBase {
             }
             return a;
         }
+        if (o instanceof Map<?, ?> map) {
+            ObjectNode m = JSON.createObjectNode();
+            new java.util.TreeMap<>(map).forEach((k, v) -> m.set(String.valueOf(k), dump(v, seen, depth + 1)));
+            return m;
+        }
         if (o instanceof Iterable<?> list) {
             ArrayNode a = JSON.createArrayNode();
             for (Object e : list) {
