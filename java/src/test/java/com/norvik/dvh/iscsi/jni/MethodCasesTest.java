@@ -28,6 +28,7 @@ import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.function.Consumer;
+import java.util.function.UnaryOperator;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.AfterAll;
@@ -174,20 +175,7 @@ class MethodCasesTest extends NativeTestBase {
             java.lang.reflect.Constructor<?> k = o.getClass().getDeclaredConstructor();
             k.setAccessible(true);
             Object copy = k.newInstance();
-            for (Class<?> c = o.getClass(); c != Object.class; c = c.getSuperclass()) {
-                for (Field f : c.getDeclaredFields()) {
-                    if (Modifier.isStatic(f.getModifiers())) {
-                        continue;
-                    }
-                    f.setAccessible(true);
-                    Object v = f.get(o);
-                    if (v instanceof List<?> && !f.getType().isAssignableFrom(ArrayList.class)) {
-                        f.set(copy, v);
-                    } else {
-                        f.set(copy, held != null && v == held ? null : answeringNull(v, accessor));
-                    }
-                }
-            }
+            copyFields(o, copy, v -> held != null && v == held ? null : answeringNull(v, accessor));
             return copy;
         } catch (ReflectiveOperationException e) {
             throw new IllegalStateException(accessor, e);
@@ -487,23 +475,28 @@ class MethodCasesTest extends NativeTestBase {
             Object copy = forged.getConstructor().newInstance();
             // A class lacking an accessor is no subclass: it hands its calls to a model object of its own.
             Object state = o.getClass().isInstance(copy) ? copy : delegate(copy);
-            for (Class<?> c = o.getClass(); c != Object.class; c = c.getSuperclass()) {
-                for (Field f : c.getDeclaredFields()) {
-                    if (Modifier.isStatic(f.getModifiers())) {
-                        continue;
-                    }
-                    f.setAccessible(true);
-                    Object v = f.get(o);
-                    if (v instanceof List<?> && !(f.getType().isAssignableFrom(ArrayList.class))) {
-                        continue;
-                    }
-                    f.set(state, v != null && v.getClass().isArray() && !(v instanceof Object[]) ? cloneArray(v)
-                            : recording(v));
-                }
-            }
+            copyFields(o, state, v -> v != null && v.getClass().isArray() && !(v instanceof Object[]) ? cloneArray(v)
+                    : recording(v));
             return copy;
         } catch (ReflectiveOperationException e) {
             throw new IllegalStateException("recording copy of " + o.getClass(), e);
+        }
+    }
+
+    /**
+     * Copies the instance fields of {@code from} into {@code to}, each value through {@code value}
+     * (a list in a field an ArrayList cannot fill as it is).
+     */
+    private static void copyFields(Object from, Object to, UnaryOperator<Object> value) throws IllegalAccessException {
+        for (Class<?> c = from.getClass(); c != Object.class; c = c.getSuperclass()) {
+            for (Field f : c.getDeclaredFields()) {
+                if (Modifier.isStatic(f.getModifiers())) {
+                    continue;
+                }
+                f.setAccessible(true);
+                Object v = f.get(from);
+                f.set(to, v instanceof List<?> && !f.getType().isAssignableFrom(ArrayList.class) ? v : value.apply(v));
+            }
         }
     }
 
