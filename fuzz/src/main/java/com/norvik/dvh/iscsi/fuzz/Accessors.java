@@ -71,13 +71,7 @@ public final class Accessors {
         return out == null ? List.of() : out;
     }
 
-    /** The model class a generated class stands for (its superclass, or the name it was made under). */
-    private static String modelName(Class<?> generated) {
-        return generated.getSuperclass() != Object.class ? generated.getSuperclass().getSimpleName()
-                : generated.getSimpleName().replaceFirst("^(Lacking|Throwing)", "").replaceFirst("\\$\\d+$", "");
-    }
-
-    /** Called first by every generated throwing accessor. */
+    /** Called first by every generated accessor, with its name as Model.accessor. */
     public static void tick(String accessor) {
         Class<?> caller = WALKER.getCallerClass();
         TOUCHED.get().add(caller);
@@ -87,7 +81,7 @@ public final class Accessors {
             if (before != null) {
                 before.accept(recorded);
             }
-            recorded.add(modelName(caller) + "." + accessor);
+            recorded.add(accessor);
         }
         int[] c = COUNTDOWN.get();
         if (c[0] < 0) {

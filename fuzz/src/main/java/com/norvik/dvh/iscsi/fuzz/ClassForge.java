@@ -320,7 +320,7 @@ public final class ClassForge {
                     ByteArrayOutputStream code = new ByteArrayOutputStream();
                     if (tick) {
                         code.write(0x13);
-                        u2(code, string(m.getName()));
+                        u2(code, string(model.getSimpleName() + "." + m.getName()));
                         code.write(0xb8);
                         u2(code, member(10, ACCESSORS, "tick", "(Ljava/lang/String;)V"));
                     }

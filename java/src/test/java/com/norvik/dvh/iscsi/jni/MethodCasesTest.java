@@ -66,9 +66,12 @@ class MethodCasesTest extends NativeTestBase {
         }
     }
 
+    /** The catalog's call as it is. */
+    private static final Variant WORKING_CALL = new Variant("working", a -> a);
+
     static List<Variant> variants(NativeMethods.Method m) {
         List<Variant> out = new ArrayList<>();
-        out.add(new Variant("working", a -> a));
+        out.add(WORKING_CALL);
         boolean instance = m.takesInstance();
         if (instance) {
             out.add(new Variant("instance 31", a -> with(a, 0, 31)));
@@ -78,7 +81,7 @@ class MethodCasesTest extends NativeTestBase {
         }
         Class<?>[] p = m.parameters();
         // Each object the working call gets from a getter of an object handed in, null in turn.
-        for (String getter : WORKING_TRACES.getOrDefault(m.name(), List.of())) {
+        for (String getter : objectGetters(m.name())) {
             out.add(new Variant("null from " + getter, a -> {
                 Object[] b = a.clone();
                 for (int i = 0; i < b.length; i++) {
@@ -110,32 +113,38 @@ class MethodCasesTest extends NativeTestBase {
         return out;
     }
 
-    /** Per method, the getters of model objects that its working call calls (as Model.getter), once each. */
-    private static final Map<String, List<String>> WORKING_TRACES = objectGetters();
+    /** The working call's row of each method in the case file as committed (none while there is no file). */
+    private static final Map<String, JsonNode> WORKING = workingRows();
 
-    private static Map<String, List<String>> objectGetters() {
-        Map<String, List<String>> out = new LinkedHashMap<>();
+    private static Map<String, JsonNode> workingRows() {
+        Map<String, JsonNode> out = new LinkedHashMap<>();
         try {
-            if (!Files.exists(FILE)) {
-                return out;
-            }
-            JSON.readTree(FILE.toFile()).fields().forEachRemaining(e -> {
-                if (!e.getKey().endsWith(" / working") || !e.getValue().has("trace")) {
-                    return;
-                }
-                java.util.Set<String> getters = new java.util.LinkedHashSet<>();
-                e.getValue().get("trace").forEach(t -> {
-                    String a = t.asText();
-                    if (a.contains(".get") && returnsModel(a)) {
-                        getters.add(a);
+            if (Files.exists(FILE)) {
+                JSON.readTree(FILE.toFile()).fields().forEachRemaining(e -> {
+                    if (e.getKey().endsWith(" / working") && e.getValue().has("trace")) {
+                        out.put(e.getKey().substring(0, e.getKey().indexOf(" / ")), e.getValue());
                     }
                 });
-                out.put(e.getKey().substring(0, e.getKey().indexOf(" / ")), List.copyOf(getters));
-            });
+            }
         } catch (IOException e) {
             throw new java.io.UncheckedIOException(e);
         }
         return out;
+    }
+
+    /** The trace of the working call of {@code method}, as committed. */
+    private static List<String> workingTrace(String method) {
+        List<String> out = new ArrayList<>();
+        JsonNode row = WORKING.get(method);
+        if (row != null) {
+            row.get("trace").forEach(t -> out.add(t.asText()));
+        }
+        return out;
+    }
+
+    /** The getters returning a model object that the working call of {@code method} calls, once each. */
+    private static List<String> objectGetters(String method) {
+        return workingTrace(method).stream().filter(a -> a.contains(".get") && returnsModel(a)).distinct().toList();
     }
 
     private static boolean returnsModel(String accessor) {
@@ -290,11 +299,16 @@ class MethodCasesTest extends NativeTestBase {
      * the caller.
      */
     static List<String> trace(NativeMethods.Method m, Variant v, int throwAt) {
+        return trace(m, recordingArgs(m, v), throwAt, new Object[2]);
+    }
+
+    /** The arguments of variant {@code v}, prepared, as recording copies. */
+    private static Object[] recordingArgs(NativeMethods.Method m, Variant v) {
         Object[] args = prepare(m, v);
         for (int i = 0; i < args.length; i++) {
             args[i] = recording(args[i]);
         }
-        return trace(m, args, throwAt, new Object[2]);
+        return args;
     }
 
     /** The trace of the call with {@code args} as they are; its result and output into {@code answer}. */
@@ -337,16 +351,14 @@ class MethodCasesTest extends NativeTestBase {
      * and last calls of the trace).
      */
     @TestFactory
-    Stream<DynamicTest> aThrowingAccessorStopsTheMethod() throws IOException {
-        JsonNode expected = JSON.readTree(FILE.toFile());
+    Stream<DynamicTest> aThrowingAccessorStopsTheMethod() {
         List<DynamicTest> tests = new ArrayList<>();
         for (NativeMethods.Method m : NativeMethods.ALL) {
-            JsonNode row = expected.get(m.name() + " / working");
-            if (row == null || !row.has("trace")) {
+            JsonNode row = WORKING.get(m.name());
+            if (row == null) {
                 continue;
             }
-            List<String> working = new ArrayList<>();
-            row.get("trace").forEach(t -> working.add(t.asText()));
+            List<String> working = workingTrace(m.name());
             List<Integer> accessors = new ArrayList<>();
             for (int i = 0; i < working.size(); i++) {
                 if (working.get(i).contains(".")) {
@@ -364,12 +376,8 @@ class MethodCasesTest extends NativeTestBase {
                 tests.add(DynamicTest.dynamicTest(m.name() + " / accessor " + k + " (" + name + ") throws", () -> {
                     List<String> want = new ArrayList<>(working.subList(0, accessors.get(at) + 1));
                     want.add("threw");
-                    Object[] args = prepare(m, new Variant("working", a -> a));
-                    for (int i = 0; i < args.length; i++) {
-                        args[i] = recording(args[i]);
-                    }
                     Object[] answer = new Object[2];
-                    assertEquals(want, trace(m, args, at, answer));
+                    assertEquals(want, trace(m, recordingArgs(m, WORKING_CALL), at, answer));
                     // Nothing is printed after the throw either.
                     String out = masked(String.valueOf(answer[1]));
                     assertTrue(workingOut.startsWith(out), () -> "printed:\n" + out);
@@ -388,7 +396,6 @@ class MethodCasesTest extends NativeTestBase {
      */
     @TestFactory
     Stream<DynamicTest> aMissingAccessorStopsWithItsLine() throws IOException {
-        JsonNode working = JSON.readTree(FILE.toFile());
         List<DynamicTest> tests = new ArrayList<>();
         for (JsonNode row : JSON.readTree(FILE.resolveSibling("missing-accessors.json").toFile())) {
             String method = row.get("method").asText();
@@ -396,13 +403,12 @@ class MethodCasesTest extends NativeTestBase {
             tests.add(DynamicTest.dynamicTest(method + " without " + accessor, () -> {
                 NativeMethods.Method m = NativeMethods.ALL.stream().filter(x -> x.name().equals(method)).findFirst()
                         .orElseThrow();
-                List<String> full = new ArrayList<>();
-                working.get(method + " / working").get("trace").forEach(t -> full.add(t.asText()));
+                List<String> full = workingTrace(method);
                 String stop = row.has("before") ? row.get("before").asText() : accessor;
                 assertTrue(full.contains(stop), stop + " is not called by the working call");
                 List<String> before = full.subList(0, full.indexOf(stop));
 
-                Object[] args = prepare(m, new Variant("working", a -> a));
+                Object[] args = prepare(m, WORKING_CALL);
                 String model = accessor.substring(0, accessor.indexOf('.'));
                 String name = accessor.substring(accessor.indexOf('.') + 1);
                 for (int i = 0; i < args.length; i++) {
