@@ -60,9 +60,118 @@ class MethodCasesTest extends NativeTestBase {
      * A way to call a method: its name in the case file, how the catalog's arguments change, and
      * whether adapter 0 has the handle 32 (the last one the event methods serve) instead of 10.
      */
-    record Variant(String name, java.util.function.UnaryOperator<Object[]> change, boolean handle32) {
-        Variant(String name, java.util.function.UnaryOperator<Object[]> change) {
-            this(name, change, false);
+    record Variant(String name, UnaryOperator<Object[]> change, boolean handle32, JsonNode setup) {
+        Variant(String name, UnaryOperator<Object[]> change) {
+            this(name, change, false, null);
+        }
+
+        Variant(String name, UnaryOperator<Object[]> change, boolean handle32) {
+            this(name, change, handle32, null);
+        }
+    }
+
+    /**
+     * Cases of {@code scenario-cases.json}: a method called on adapter 0 of a scenario of the case's
+     * own ("adapter": the sections of a bare adapter 0; "scenario": a whole one), with library
+     * functions failing ("faults") and the catalog's arguments changed ("set": setter paths such as
+     * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "repeat": argument
+     * made an array of that many copies of its first element). "brief" leaves the record bytes out.
+     */
+    private static final List<JsonNode> SCENARIO_CASES = scenarioCases();
+
+    private static List<JsonNode> scenarioCases() {
+        List<JsonNode> out = new ArrayList<>();
+        try {
+            Path file = FILE.resolveSibling("scenario-cases.json");
+            if (Files.exists(file)) {
+                JSON.readTree(file.toFile()).forEach(out::add);
+            }
+        } catch (IOException e) {
+            throw new java.io.UncheckedIOException(e);
+        }
+        return out;
+    }
+
+    private static Object[] changed(Object[] given, JsonNode setup) {
+        Object[] a = given.clone();
+        setup.path("repeat").fields().forEachRemaining(e -> {
+            int at = Integer.parseInt(e.getKey()) - 1;
+            Object[] from = (Object[]) a[at];
+            Object[] many = (Object[]) java.lang.reflect.Array.newInstance(from.getClass().getComponentType(),
+                    e.getValue().asInt());
+            for (int i = 0; i < many.length; i++) {
+                many[i] = i == 0 ? from[0] : copyOf(from[0]);
+            }
+            a[at] = many;
+        });
+        setup.path("set").fields().forEachRemaining(e -> {
+            String[] path = e.getKey().split("\\.");
+            int at = Integer.parseInt(path[0]) - 1;
+            if (path.length == 1) {
+                a[at] = e.getValue().isNumber() ? e.getValue().asInt() : e.getValue().isNull() ? null : e.getValue().asText();
+                return;
+            }
+            try {
+                Object o = a[at];
+                for (int i = 1; i < path.length - 1; i++) {
+                    o = path[i].matches("\\d+") ? ((Object[]) o)[Integer.parseInt(path[i])]
+                            : o.getClass().getMethod(path[i]).invoke(o);
+                }
+                String setter = path[path.length - 1];
+                Object target = o;
+                Method s = java.util.Arrays.stream(o.getClass().getMethods())
+                        .filter(x -> x.getName().equals(setter) && x.getParameterCount() == 1).findFirst()
+                        .orElseThrow(() -> new IllegalArgumentException(target.getClass() + "." + setter));
+                s.invoke(o, value(s.getParameterTypes()[0], e.getValue()));
+            } catch (ReflectiveOperationException x) {
+                throw new IllegalStateException(e.getKey(), x);
+            }
+        });
+        return a;
+    }
+
+    /** {@code v} as a value of type {@code t}: numbers, texts, booleans, IP addresses ("10.0.0.1"). */
+    private static Object value(Class<?> t, JsonNode v) throws ReflectiveOperationException {
+        if (v.isNull()) {
+            return null;
+        }
+        if (t == int.class || t == Integer.class) {
+            return (int) v.asLong();
+        }
+        if (t == short.class) {
+            return (short) v.asInt();
+        }
+        if (t == byte.class) {
+            return (byte) v.asInt();
+        }
+        if (t == long.class) {
+            return v.asLong();
+        }
+        if (t == boolean.class) {
+            return v.asBoolean();
+        }
+        if (t == String.class) {
+            return v.asText();
+        }
+        if (t == short[].class || t == byte[].class || t == int[].class) {
+            Object arr = java.lang.reflect.Array.newInstance(t.getComponentType(), v.size());
+            for (int i = 0; i < v.size(); i++) {
+                java.lang.reflect.Array.set(arr, i, value(t.getComponentType(), v.get(i)));
+            }
+            return arr;
+        }
+        return t.getConstructor(String.class).newInstance(v.asText());
+    }
+
+    private static Object copyOf(Object o) {
+        try {
+            java.lang.reflect.Constructor<?> k = o.getClass().getDeclaredConstructor();
+            k.setAccessible(true);
+            Object copy = k.newInstance();
+            copyFields(o, copy, v -> v != null && isModel(v.getClass()) ? copyOf(v) : v);
+            return copy;
+        } catch (ReflectiveOperationException e) {
+            throw new IllegalStateException(e);
         }
     }
 
@@ -108,6 +217,17 @@ class MethodCasesTest extends NativeTestBase {
                     out.add(new Variant("instance 32, null first element of " + arg,
                             a -> with(with(a, 0, 32), at, first(a[at], null))));
                 }
+            }
+        }
+        // Each library function whose failure the catalog tells, failing every time it is called.
+        for (String fn : m.functions()) {
+            ObjectNode fault = JSON.createObjectNode();
+            fault.putArray("faults").addObject().put("fn", fn).put("status", "0x2000002d");
+            out.add(new Variant(fn + " fails", a -> a, false, fault));
+        }
+        for (JsonNode c : SCENARIO_CASES) {
+            if (c.get("method").asText().equals(m.name())) {
+                out.add(new Variant(c.get("case").asText(), a -> changed(a, c), false, c));
             }
         }
         return out;
@@ -245,9 +365,17 @@ class MethodCasesTest extends NativeTestBase {
     /** Fresh simulator, adapters 0 and 1 open, adapter 0's targets in the registry. */
     private static Object[] prepare(NativeMethods.Method m, Variant v) {
         SimControl.reset();
+        JsonNode setup = v.setup() == null ? JSON.createObjectNode() : v.setup();
         if (v.handle32()) {
             ObjectNode scenario = Scenarios.defaultScenario();
             ((ObjectNode) scenario.get("adapters").get(0)).put("handle", 32);
+            SimControl.loadScenario(Scenarios.text(scenario));
+        } else if (setup.has("scenario")) {
+            SimControl.loadScenario(Scenarios.text(setup.get("scenario")));
+        } else if (setup.has("adapter")) {
+            ObjectNode scenario = JSON.createObjectNode().put("version", "IZKSDM iSCSI TEST");
+            scenario.putArray("adapters").addObject().put("instance", 0).put("handle", HANDLE_0)
+                    .setAll((ObjectNode) setup.get("adapter"));
             SimControl.loadScenario(Scenarios.text(scenario));
         }
         api.initJNINative();
@@ -259,6 +387,10 @@ class MethodCasesTest extends NativeTestBase {
             args[0] = v.change().apply(m.args(api, 0));
         });
         SimControl.clearCallLog();
+        for (JsonNode f : setup.path("faults")) {
+            SimControl.fault(f.get("fn").asText(), (int) Long.decode(f.get("status").asText()).longValue(),
+                    f.path("once").asBoolean());
+        }
         return args[0];
     }
 
@@ -280,6 +412,9 @@ class MethodCasesTest extends NativeTestBase {
         for (JsonNode c : JSON.readTree(SimControl.callLogJson())) {
             ObjectNode call = ((ObjectNode) c).deepCopy();
             call.remove("seq");
+            if (v.setup() != null && v.setup().path("brief").asBoolean()) {
+                call.remove("records");
+            }
             calls.add(call);
         }
         JsonNode after = dump(args);
