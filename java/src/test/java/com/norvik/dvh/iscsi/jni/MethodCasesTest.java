@@ -75,7 +75,8 @@ class MethodCasesTest extends NativeTestBase {
      * own ("adapter": the sections of a bare adapter 0; "scenario": a whole one), with library
      * functions failing ("faults") and the catalog's arguments changed ("set": setter paths such as
      * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "repeat": argument
-     * made an array of that many copies of its first element). "brief" leaves the record bytes out.
+     * made an array of that many copies of its first element). "brief" leaves the record bytes and the
+     * objects out.
      */
     private static final List<JsonNode> SCENARIO_CASES = scenarioCases();
 
@@ -118,6 +119,10 @@ class MethodCasesTest extends NativeTestBase {
                             : o.getClass().getMethod(path[i]).invoke(o);
                 }
                 String setter = path[path.length - 1];
+                if (setter.matches("\\d+")) {
+                    ((Object[]) o)[Integer.parseInt(setter)] = e.getValue().isNull() ? null : e.getValue().asText();
+                    return;
+                }
                 Object target = o;
                 Method s = java.util.Arrays.stream(o.getClass().getMethods())
                         .filter(x -> x.getName().equals(setter) && x.getParameterCount() == 1).findFirst()
@@ -412,14 +417,17 @@ class MethodCasesTest extends NativeTestBase {
         for (JsonNode c : JSON.readTree(SimControl.callLogJson())) {
             ObjectNode call = ((ObjectNode) c).deepCopy();
             call.remove("seq");
-            if (v.setup() != null && v.setup().path("brief").asBoolean()) {
+            // Long walks: the first calls' records say what the others' would.
+            if (v.setup() != null && v.setup().path("brief").asBoolean() || calls.size() >= 32) {
                 call.remove("records");
             }
             calls.add(call);
         }
         JsonNode after = dump(args);
         row.put("untouched", before.equals(after));
-        row.set("objects", after);
+        if (v.setup() == null || !v.setup().path("brief").asBoolean()) {
+            row.set("objects", after);
+        }
         if (v.name().equals("working")) {
             row.set("trace", JSON.valueToTree(trace(m, v, -1)));
         }
