@@ -165,7 +165,7 @@ class MethodCasesTest extends NativeTestBase {
             }
             return arr;
         }
-        return t.getConstructor(String.class).newInstance(v.asText());
+        return t.getMethod("of", String.class).invoke(null, v.asText());
     }
 
     private static Object copyOf(Object o) {
