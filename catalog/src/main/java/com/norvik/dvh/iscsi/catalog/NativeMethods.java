@@ -306,7 +306,10 @@ public final class NativeMethods {
             m("getiSCSITargetData", (api, dev) -> {
                 HBA hba = new HBA();
                 api.getiSCSIHBAData(dev, hba);
-                return a(dev, hba, target(3));
+                // The third target in the adapter's list is the one with id 3.
+                Target t = target(2);
+                t.getTargetInfo().setTargetID(3);
+                return a(dev, hba, t);
             }).prints("SDGetDiscPortalPropertyiSCSI", "SDGetDiscPortalPropertyiSCSI returned %x"),
             m("getiSCSILunData", (api, dev) -> a(dev, new LUN(new TargetInfo(0, 3, 1))))
                     .prints("SDSendScsiInquiryCmdiSCSI", "getLocalScsiInquiryData failed! %x")
