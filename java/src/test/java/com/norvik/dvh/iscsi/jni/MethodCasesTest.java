@@ -74,7 +74,8 @@ class MethodCasesTest extends NativeTestBase {
      * Cases of {@code scenario-cases.json}: a method called on adapter 0 of a scenario of the case's
      * own ("adapter": the sections of a bare adapter 0; "scenario": a whole one), with library
      * functions failing ("faults") and the catalog's arguments changed ("set": setter paths such as
-     * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "repeat": argument
+     * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "lacking": "Model.accessor" for objects of a class
+     * without it; "repeat": argument
      * made an array of that many copies of its first element). "brief" leaves the record bytes and the
      * objects out.
      */
@@ -132,6 +133,14 @@ class MethodCasesTest extends NativeTestBase {
                 throw new IllegalStateException(e.getKey(), x);
             }
         });
+        // "lacking": Model.accessor, every object of that class made without it.
+        if (setup.has("lacking")) {
+            String accessor = setup.get("lacking").asText();
+            for (int i = 0; i < a.length; i++) {
+                a[i] = lackingWhere(a[i], accessor.substring(0, accessor.indexOf('.')),
+                        accessor.substring(accessor.indexOf('.') + 1));
+            }
+        }
         return a;
     }
 
