@@ -74,7 +74,8 @@ class MethodCasesTest extends NativeTestBase {
      * Cases of {@code scenario-cases.json}: a method called on adapter 0 of a scenario of the case's
      * own ("adapter": the sections of a bare adapter 0; "scenario": a whole one), with library
      * functions failing ("faults") and the catalog's arguments changed ("set": setter paths such as
-     * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "lacking": "Model.accessor" for objects of a class
+     * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "construct": argument made anew by its class's
+     * constructor of those arguments; "trace": the accessors called, in order; "lacking": "Model.accessor" for objects of a class
      * without it; "repeat": argument
      * made an array of that many copies of its first element). "brief" leaves the record bytes and the
      * objects out.
@@ -96,6 +97,24 @@ class MethodCasesTest extends NativeTestBase {
 
     private static Object[] changed(Object[] given, JsonNode setup) {
         Object[] a = given.clone();
+        setup.path("construct").fields().forEachRemaining(e -> {
+            int at = Integer.parseInt(e.getKey()) - 1;
+            try {
+                for (java.lang.reflect.Constructor<?> k : a[at].getClass().getConstructors()) {
+                    if (k.getParameterCount() == e.getValue().size()) {
+                        Object[] values = new Object[k.getParameterCount()];
+                        for (int i = 0; i < values.length; i++) {
+                            values[i] = value(k.getParameterTypes()[i], e.getValue().get(i));
+                        }
+                        a[at] = k.newInstance(values);
+                        return;
+                    }
+                }
+            } catch (ReflectiveOperationException x) {
+                throw new IllegalStateException(e.getKey(), x);
+            }
+            throw new IllegalArgumentException("no constructor for " + e);
+        });
         setup.path("repeat").fields().forEachRemaining(e -> {
             int at = Integer.parseInt(e.getKey()) - 1;
             Object[] from = (Object[]) a[at];
@@ -437,7 +456,7 @@ class MethodCasesTest extends NativeTestBase {
         if (v.setup() == null || !v.setup().path("brief").asBoolean()) {
             row.set("objects", after);
         }
-        if (v.name().equals("working")) {
+        if (v.name().equals("working") || v.setup() != null && v.setup().path("trace").asBoolean()) {
             row.set("trace", JSON.valueToTree(trace(m, v, -1)));
         }
         return (ObjectNode) JSON.readTree(masked(JSON.writeValueAsString(row)));
