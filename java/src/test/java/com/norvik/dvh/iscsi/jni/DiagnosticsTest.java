@@ -14,7 +14,6 @@ import com.fasterxml.jackson.databind.node.ObjectNode;
 import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.BufferTestResult;
 import com.norvik.dvh.iscsi.model.DiagnosticStatus;
-import com.norvik.dvh.iscsi.model.IPAddr;
 import com.norvik.dvh.iscsi.model.LoopbackTestResult;
 import com.norvik.dvh.iscsi.model.TargetInfo;
 import com.norvik.dvh.iscsi.model.TestStatus;
@@ -30,7 +29,8 @@ import java.util.function.Consumer;
 import org.junit.jupiter.api.Test;
 
 /**
- * Ping, the loopback test and the READ/WRITE BUFFER test against instance 0 of the default
+ * The loopback test stopped from another thread and the READ/WRITE BUFFER test (ping and the
+ * loopback's counts are method rows) against instance 0 of the default
  * scenario: targets 0:0 (LUNs 0-2), 0:1 (its LUN 0 rejects the buffer commands with sense key 5)
  * and 0:3 (its LUN 0 spoils the data of its 5th READ BUFFER); the adapter answers pings to its own
  * address 192.168.50.21 and to 192.168.50.1.
@@ -84,125 +84,7 @@ class DiagnosticsTest extends NativeTestBase {
         }
     }
 
-    // --- ping ------------------------------------------------------------------------------
-
-    @Test
-    void pingSendsTheAddressAndTheCountsLow16Bits() {
-        open();
-        assertEquals(ApiStatus.OK, api.ping(0, IPAddr.of("192.168.50.1"), 0x10003));
-        SimCall c = calls("SDDiagPing").get(0);
-        assertEquals(HANDLE_0, c.arg("handle"));
-        byte[] ping = c.record("ping");
-        assertEquals(24, ping.length);
-        assertArrayEquals(new byte[] {(byte) 192, (byte) 168, 50, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-            3, 0, 0, 0}, ping);
-    }
-
-    @Test
-    void aPingWithoutReplyIsPrintedAndReturned() {
-        open();
-        String out = stdout(() -> status = api.ping(0, IPAddr.of("192.168.50.77"), 4));
-        assertEquals(0x2000003E, status);
-        assertEquals("JNI: SDDiagPing() failed! 2000003e\n", out);
-        assertEquals(ApiStatus.OK, api.ping(0, IPAddr.of("192.168.50.21"), 1));
-    }
-
-    @Test
-    void pingBadInput() {
-        open();
-        // A null address is read as nothing: the zero address goes to the library.
-        String out = stdout(() -> status = api.ping(0, null, 1));
-        assertEquals("NULL jIPObj!\nJNI: SDDiagPing() failed! 20000003\n", out);
-        assertEquals(0x20000003, status);
-        assertArrayEquals(new byte[24 - 4], Arrays.copyOf(calls("SDDiagPing").get(0).record("ping"), 20));
-    }
-
-    // --- loopback ----------------------------------------------------------------------------
-
-    @Test
-    void loopbackCountsSuccessesAndFailuresAndGoesOn() {
-        load(d -> d.putArray("loopbackFailures").add(2).add(4));
-        open();
-        LoopbackTestResult r = new LoopbackTestResult();
-        assertEquals(DiagnosticStatus.LOOPBACK_FAILED, api.loopbackTest(0, 7, 0, 5, new TestStatus(), r));
-        assertEquals(DiagnosticStatus.COMPLETED, r.getLoopbackTestStatus());
-        assertEquals(3, r.getLoopbackSuccessCount());
-        assertEquals(2, r.getLoopbackFailCount());
-        assertEquals(List.of(7L, 7L, 7L, 7L, 7L), argOfCalls("SDPerformLoopBackTest", "mode"));
-        assertEquals(List.of((long) HANDLE_0), argOfCalls("SDPerformLoopBackTest", "handle").subList(0, 1));
-    }
-
-    @Test
-    void loopbackStopsAtTheFirstFailureWhenAsked() {
-        load(d -> d.putArray("loopbackFailures").add(2).add(4));
-        open();
-        LoopbackTestResult r = new LoopbackTestResult();
-        assertEquals(DiagnosticStatus.LOOPBACK_FAILED, api.loopbackTest(0, 0, 1, 5, new TestStatus(), r));
-        assertEquals(DiagnosticStatus.COMPLETED, r.getLoopbackTestStatus());
-        assertEquals(1, r.getLoopbackSuccessCount());
-        assertEquals(1, r.getLoopbackFailCount());
-        assertEquals(2, calls("SDPerformLoopBackTest").size());
-        // Only 1 stops on error.
-        LoopbackTestResult r2 = new LoopbackTestResult();
-        assertEquals(DiagnosticStatus.LOOPBACK_FAILED, api.loopbackTest(0, 0, 2, 3, new TestStatus(), r2));
-        assertEquals(2, r2.getLoopbackSuccessCount());
-        assertEquals(1, r2.getLoopbackFailCount());
-    }
-
-    @Test
-    void loopbackWithNoOrNegativeCountDeliversCompletedWithZeroCounts() {
-        open();
-        for (int count : new int[] {0, -1, Integer.MIN_VALUE}) {
-            LoopbackTestResult r = new LoopbackTestResult();
-            r.setLoopbackSuccessCount(9);
-            r.setLoopbackFailCount(9);
-            assertEquals(ApiStatus.OK, api.loopbackTest(0, 0, 0, count, new TestStatus(), r));
-            assertEquals(DiagnosticStatus.COMPLETED, r.getLoopbackTestStatus());
-            assertEquals(0, r.getLoopbackSuccessCount());
-            assertEquals(0, r.getLoopbackFailCount());
-        }
-        assertTrue(calls("SDPerformLoopBackTest").isEmpty());
-    }
-
-    @Test
-    void loopbackBadInput() {
-        open();
-        // No status object to ask: nothing runs, the result is delivered.
-        LoopbackTestResult r = new LoopbackTestResult();
-        String out = stdout(() -> status = api.loopbackTest(0, 0, 0, 3, null, r));
-        assertEquals("GetMethodID getTestStatus call failed!\n", out);
-        assertEquals(ApiStatus.OK, status);
-        assertEquals(DiagnosticStatus.COMPLETED, r.getLoopbackTestStatus());
-        out = stdout(() -> status = api.loopbackTest(0, 0, 0, 3, new Object(), new LoopbackTestResult()));
-        assertEquals("GetMethodID getTestStatus call failed!\n", out);
-        assertTrue(calls("SDPerformLoopBackTest").isEmpty());
-    }
-
-    public static class OnlyStatus {
-        int status = -1;
-
-        public void setLoopbackTestStatus(int s) {
-            status = s;
-        }
-    }
-
-    public static class OnlyStatusAndSuccesses extends OnlyStatus {
-        public void setLoopbackSuccessCount(int s) {
-        }
-    }
-
-    @Test
-    void loopbackResultSettersKeepTheirMessages() {
-        open();
-        String out = stdout(() -> status = api.loopbackTest(0, 0, 0, 1, new TestStatus(), new Object()));
-        assertEquals("GetMethodID setLoopbackTestStatus call failed!\n", out);
-        OnlyStatus a = new OnlyStatus();
-        out = stdout(() -> api.loopbackTest(0, 0, 0, 1, new TestStatus(), a));
-        assertEquals("GetMethodID LoopbackSuccessCount call failed!\n", out);
-        assertEquals(DiagnosticStatus.COMPLETED, a.status);
-        out = stdout(() -> api.loopbackTest(0, 0, 0, 1, new TestStatus(), new OnlyStatusAndSuccesses()));
-        assertEquals("GetMethodID LoopbackFailCount call failed!\n", out);
-    }
+    // --- loopback (its other cases are method rows) --------------------------------------------
 
     @Test
     void aLoopbackOfHugeCountIsStoppedFromAnotherThread() throws Exception {

@@ -72,7 +72,8 @@ class MethodCasesTest extends NativeTestBase {
 
     /**
      * Cases of {@code scenario-cases.json}: a method called on adapter 0 of a scenario of the case's
-     * own ("adapter": the sections of a bare adapter 0; "scenario": a whole one), with library
+     * own ("adapter": the sections of a bare adapter 0; "default": sections replacing those of the
+     * default scenario's adapter 0; "scenario": a whole one), with library
      * functions failing ("faults") and the catalog's arguments changed ("set": setter paths such as
      * "2.getDeviceEntry.setRetryDelay", "2.0.setState" for an array's element; "construct": argument made anew by its class's
      * constructor of those arguments; "trace": the accessors called, in order; "lacking": "Model.accessor" for objects of a class
@@ -129,7 +130,12 @@ class MethodCasesTest extends NativeTestBase {
             String[] path = e.getKey().split("\\.");
             int at = Integer.parseInt(path[0]) - 1;
             if (path.length == 1) {
-                a[at] = e.getValue().isNumber() ? e.getValue().asInt() : e.getValue().isNull() ? null : e.getValue().asText();
+                try {
+                    a[at] = e.getValue().isNull() ? null : a[at] == null ? e.getValue().asText()
+                            : value(a[at].getClass(), e.getValue());
+                } catch (ReflectiveOperationException x) {
+                    throw new IllegalStateException(e.getKey(), x);
+                }
                 return;
             }
             try {
@@ -405,6 +411,10 @@ class MethodCasesTest extends NativeTestBase {
             SimControl.loadScenario(Scenarios.text(scenario));
         } else if (setup.has("scenario")) {
             SimControl.loadScenario(Scenarios.text(setup.get("scenario")));
+        } else if (setup.has("default")) {
+            ObjectNode scenario = Scenarios.defaultScenario();
+            ((ObjectNode) scenario.get("adapters").get(0)).setAll((ObjectNode) setup.get("default"));
+            SimControl.loadScenario(Scenarios.text(scenario));
         } else if (setup.has("adapter")) {
             ObjectNode scenario = JSON.createObjectNode().put("version", "IZKSDM iSCSI TEST");
             scenario.putArray("adapters").addObject().put("instance", 0).put("handle", HANDLE_0)
