@@ -1,7 +1,5 @@
 package com.norvik.dvh.iscsi.jni;
 
-import static org.junit.jupiter.api.Assertions.assertArrayEquals;
-import static org.junit.jupiter.api.Assertions.assertEquals;
 
 import com.fasterxml.jackson.databind.ObjectMapper;
 import com.fasterxml.jackson.databind.node.ArrayNode;
@@ -10,7 +8,6 @@ import com.norvik.dvh.iscsi.catalog.Scenarios;
 import com.norvik.dvh.iscsi.model.DevDBEntry;
 import com.norvik.dvh.iscsi.model.DevEntry;
 import com.norvik.dvh.iscsi.model.IPAddr;
-import com.norvik.dvh.iscsi.model.InitFW;
 import com.norvik.dvh.iscsi.model.NodeInfo;
 
 import java.nio.ByteBuffer;
@@ -31,7 +28,6 @@ final class ConfigFixtures {
 
     /** A status no path of the library produces by itself, used for injected failures. */
     static final int NOT_SUPPORTED = 0x2000002D;
-    static final String NOT_SUPPORTED_TEXT = "Request not supported by this adapter";
 
     private static final ObjectMapper JSON = new ObjectMapper();
 
@@ -93,15 +89,6 @@ final class ConfigFixtures {
                 .put("taskManagementTimeout", d.getTaskManagementTimeout() & 0xffff)
                 .put("targetAddress", d.getTargetAddress());
         return node;
-    }
-
-    /** {@code n} bytes where no two neighbours are equal and none is zero: byte i = 1 + (i * 7) % 251. */
-    static byte[] pattern(int n) {
-        byte[] b = new byte[n];
-        for (int i = 0; i < n; i++) {
-            b[i] = (byte) (1 + (i * 7) % 251);
-        }
-        return b;
     }
 
     static String hex(byte[] bytes) {
@@ -225,41 +212,5 @@ final class ConfigFixtures {
         if (d.getTargetAddress() != null) {
             r.text(at + 32, d.getTargetAddress(), 32);
         }
-    }
-
-    // --- Comparisons ------------------------------------------------------------------------
-
-    static void assertDevEntryEquals(DevEntry expected, DevEntry actual, String where) {
-        assertEquals(expected.toString(), actual.toString(), where);
-    }
-
-    static void assertNodeInfoEquals(NodeInfo expected, NodeInfo actual, String where) {
-        assertEquals(expected.getiSCSIName(), actual.getiSCSIName(), where + " iSCSI name");
-        assertEquals(expected.getAlias(), actual.getAlias(), where + " alias");
-        assertEquals(expected.getIPAddress(), actual.getIPAddress(), where + " address");
-        assertEquals(expected.getPortalCount(), actual.getPortalCount(), where + " portal count");
-    }
-
-    /** Every field of two entries except the list index. */
-    static void assertEntryEquals(DevDBEntry expected, DevDBEntry actual) {
-        String where = "entry " + expected.getTargetID();
-        assertEquals(expected.getTargetID(), actual.getTargetID(), where + " target id");
-        assertEquals(expected.getState(), actual.getState(), where + " state");
-        assertEquals(expected.getOptions(), actual.getOptions(), where + " options");
-        assertEquals(expected.getControl(), actual.getControl(), where + " control");
-        assertEquals(expected.getExeCount(), actual.getExeCount(), where + " exeCount");
-        assertEquals(expected.getTargetSessionID(), actual.getTargetSessionID(), where + " target session");
-        assertArrayEquals(expected.getInitiatorSessionID(), actual.getInitiatorSessionID(), where + " ISID");
-        assertEquals(expected.getReservedFlags(), actual.getReservedFlags(), where + " reserved flags");
-        assertEquals(expected.getDDBLink(), actual.getDDBLink(), where + " DDB link");
-        assertEquals(expected.getChapIndex(), actual.getChapIndex(), where + " CHAP index");
-        assertEquals(expected.getMaxTxDataSegmentLen(), actual.getMaxTxDataSegmentLen(), where + " max tx");
-        assertEquals(expected.getTargetPortalGroupID(), actual.getTargetPortalGroupID(), where + " TPG");
-        assertNodeInfoEquals(expected.getNodeInfo(), actual.getNodeInfo(), where);
-        assertDevEntryEquals(expected.getDeviceEntry(), actual.getDeviceEntry(), where);
-    }
-
-    static void assertInitFWEquals(InitFW expected, InitFW actual) {
-        assertEquals(expected.toString(), actual.toString());
     }
 }
