@@ -310,7 +310,8 @@ public final class NativeMethods {
                 Target t = target(2);
                 t.getTargetInfo().setTargetID(3);
                 return a(dev, hba, t);
-            }).prints("SDGetDiscPortalPropertyiSCSI", "SDGetDiscPortalPropertyiSCSI returned %x"),
+            }).prints("SDGetDiscPortalPropertyiSCSI", "SDGetDiscPortalPropertyiSCSI returned %x")
+                    .prints("SDGetDiscNodePropertyiSCSI", "SDGetDiscNodePropertyiSCSI returned %x"),
             m("getiSCSILunData", (api, dev) -> a(dev, new LUN(new TargetInfo(0, 3, 1))))
                     .prints("SDSendScsiInquiryCmdiSCSI", "getLocalScsiInquiryData failed! %x")
                     .prints("SDSendReadMBCapacity", "getScsiReadCapacityData failed! %x")
